@@ -1,0 +1,7 @@
+#include "server/mcp_server.h"
+
+#include "mcp/transport.h"
+
+ToolRegistry* toolRegistry(McpServer& server) {
+  return &server.registry;
+}
