@@ -2,6 +2,7 @@
 
 #include "json/json.h"
 #include "json/payload.h"
+#include "json/text_gatherer.h"
 
 #include <array>
 #include <charconv>
@@ -12,54 +13,60 @@ namespace json11 {
 
 namespace {
 
+/// Room made at the start for a text whose length is not known, in bytes; most replies fit.
+constexpr std::size_t kTypicalLength = 256;
+
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-/// For each byte, whether the serialiser may have to write something else for it.
-constexpr std::array<bool, 256> kNeedsCare = [] {
-  std::array<bool, 256> needsCare{};
-  for (std::size_t byte = 0; byte < 0x20; ++byte)
-    needsCare[byte] = true;
-  needsCare['"'] = true;
-  needsCare['\\'] = true;
-  needsCare[0xE2] = true;  // U+2028 and U+2029 begin with it
-  return needsCare;
-}();
-
-bool needsCare(char c) {
-  return kNeedsCare[static_cast<unsigned char>(c)];
-}
-
 /// The escape for a control character, quotation mark or backslash.
-void appendEscape(char c, std::string& out) {
+void putEscape(char c, TextGatherer& out) {
   switch (c) {
     case '\b':
-      out += "\\b";
+      out.put("\\b");
       return;
     case '\t':
-      out += "\\t";
+      out.put("\\t");
       return;
     case '\n':
-      out += "\\n";
+      out.put("\\n");
       return;
     case '\f':
-      out += "\\f";
+      out.put("\\f");
       return;
     case '\r':
-      out += "\\r";
+      out.put("\\r");
       return;
     case '"':
-      out += "\\\"";
+      out.put("\\\"");
       return;
     case '\\':
-      out += "\\\\";
+      out.put("\\\\");
       return;
     default:
       break;
   }
   const auto byte = static_cast<unsigned char>(c);
-  out += "\\u00";
-  out += kHexDigits[byte >> 4];
-  out += kHexDigits[byte & 0xF];
+  out.put("\\u00");
+  out.put(kHexDigits[byte >> 4]);
+  out.put(kHexDigits[byte & 0xF]);
+}
+
+/// Puts what stands for the bytes at `i`, where a run of plain text has stopped; returns how many they are.
+std::size_t putStop(std::string_view text, std::size_t i, TextGatherer& out) {
+  if (text[i] != '\xE2') {
+    putEscape(text[i], out);
+    return 1;
+  }
+  const std::string_view character = text.substr(i, 3);
+  if (character == "\xE2\x80\xA8") {
+    out.put("\\u2028");
+  } else if (character == "\xE2\x80\xA9") {
+    out.put("\\u2029");
+  } else {
+    out.put(text[i]);
+    return 1;
+  }
+  return character.size();
 }
 
 /// Appends the text of a number; the buffer holds any that `%d`, `%llu` and `%.17g` can print.
@@ -73,25 +80,21 @@ void appendNumber(std::string& out, Number... number) {
 }  // namespace
 
 void dump(const std::string& value, std::string& out) {
-  const std::string_view text = value;
-  out += '"';
-  std::size_t copied = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (!needsCare(text[i])) continue;
-    const std::string_view three = text.substr(i, 3);
-    const bool separator = three == "\xE2\x80\xA8" || three == "\xE2\x80\xA9";
-    if (text[i] == '\xE2' && !separator) continue;
-    out.append(text, copied, i - copied);
-    if (separator) {
-      out += three.back() == '\xA8' ? "\\u2028" : "\\u2029";
-      i += 2;
-    } else {
-      appendEscape(text[i], out);
-    }
-    copied = i + 1;
+  if (isPlain<'"', '\\', 0xE2>(value)) {
+    out += '"';
+    out += value;
+    out += '"';
+    return;
   }
-  out.append(text, copied);
-  out += '"';
+  const std::string_view text = value;
+  TextGatherer gatherer(out);
+  gatherer.put('"');
+  std::size_t i = 0;
+  while ((i = gatherer.putPlain<'"', '\\', 0xE2>(text, i)) < text.size()) {
+    i += putStop(text, i, gatherer);
+  }
+  gatherer.put('"');
+  gatherer.flush();
 }
 
 void dump(NullStruct, std::string& out) {
@@ -123,7 +126,7 @@ void dump(const Json::array& values, std::string& out) {
   out += '[';
   bool first = true;
   for (const Json& value : values) {
-    if (!first) out += ", ";
+    if (!first) (out += ',') += ' ';
     first = false;
     value.dump(out);
   }
@@ -134,10 +137,10 @@ void dump(const Json::object& values, std::string& out) {
   out += '{';
   bool first = true;
   for (const auto& [key, value] : values) {
-    if (!first) out += ", ";
+    if (!first) (out += ',') += ' ';
     first = false;
     dump(key, out);
-    out += ": ";
+    out.append(": ", 2);
     value.dump(out);
   }
   out += '}';
@@ -149,6 +152,7 @@ void Json::dump(std::string& out) const {
 
 std::string Json::dump() const {
   std::string out;
+  out.reserve(kTypicalLength);
   dump(out);
   return out;
 }
