@@ -4,6 +4,7 @@
 #include "json/payload.h"
 #include "json/text_gatherer.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -16,7 +17,37 @@ namespace {
 /// Room made at the start for a text whose length is not known, in bytes; most replies fit.
 constexpr std::size_t kTypicalLength = 256;
 
+/// Room that an element or member finds before it is printed, in bytes; most fit.
+constexpr std::size_t kTypicalElementLength = 64;
+
+/// Makes room in large steps: each step copies all text so far, while room that is never written costs
+/// nothing.
+void makeRoom(std::string& out) {
+  constexpr std::size_t kGrowth = 4;
+  if (out.capacity() - out.size() < kTypicalElementLength) out.reserve(out.capacity() * kGrowth);
+}
+
 constexpr char kHexDigits[] = "0123456789abcdef";
+
+/// Not 0 when a byte of `word` is not ASCII, a control character, a quotation mark or a backslash.
+Word markNotPlainAscii(Word word) {
+  const Word notAscii = word;
+  const Word control = word - inEveryByte(0x20);
+  const Word quote = (word ^ inEveryByte('"')) - inEveryByte(1);
+  const Word backslash = (word ^ inEveryByte('\\')) - inEveryByte(1);
+  return (notAscii | control | quote | backslash) & inEveryByte(0x80);
+}
+
+/// Whether `text` is printed as it is. Names and addresses are, so this is asked first; a no is not always
+/// right.
+bool isPlainAscii(std::string_view text) {
+  if (text.size() < sizeof(Word)) return text.empty() || markNotPlainAscii(shortText(text)) == 0;
+  const char* const last = text.data() + text.size() - sizeof(Word);
+  for (const char* at = text.data(); at < last; at += sizeof(Word)) {
+    if (markNotPlainAscii(wordAt(at)) != 0) return false;
+  }
+  return markNotPlainAscii(wordAt(last)) == 0;  // may look at some bytes twice
+}
 
 /// The escape for a control character, quotation mark or backslash.
 void putEscape(char c, TextGatherer& out) {
@@ -80,7 +111,7 @@ void appendNumber(std::string& out, Number... number) {
 }  // namespace
 
 void dump(const std::string& value, std::string& out) {
-  if (isPlain<'"', '\\', 0xE2>(value)) {
+  if (isPlainAscii(value)) {
     out += '"';
     out += value;
     out += '"';
@@ -128,6 +159,7 @@ void dump(const Json::array& values, std::string& out) {
   for (const Json& value : values) {
     if (!first) (out += ',') += ' ';
     first = false;
+    makeRoom(out);
     value.dump(out);
   }
   out += ']';
@@ -139,6 +171,7 @@ void dump(const Json::object& values, std::string& out) {
   for (const auto& [key, value] : values) {
     if (!first) (out += ',') += ' ';
     first = false;
+    makeRoom(out);
     dump(key, out);
     out.append(": ", 2);
     value.dump(out);

@@ -37,6 +37,21 @@ inline Word wordAt(const char* bytes) {
   return word;
 }
 
+/// The bytes of a text of 1 to 7, with plain letters beside them.
+inline Word shortText(std::string_view text) {
+  constexpr std::size_t kHalf = sizeof(Word) / 2;
+  if (text.size() >= kHalf) {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::memcpy(&first, text.data(), kHalf);
+    std::memcpy(&last, text.data() + text.size() - kHalf, kHalf);
+    return Word{last} << 32 | first;
+  }
+  const auto byte = [text](std::size_t i) { return Word{static_cast<unsigned char>(text[i])}; };
+  const Word letters = inEveryByte('a') << 24;
+  return letters | byte(0) << 16 | byte(text.size() / 2) << 8 | byte(text.size() - 1);
+}
+
 /// Whether `c` interrupts plain text: a control character, or one of `kStops`.
 template <unsigned char... kStops>
 bool isStop(char c) {
@@ -48,17 +63,6 @@ bool isStop(char c) {
 template <unsigned char... kStops>
 Word markStops(Word word) {
   return (markBelow(word, 0x20) | ... | markEqual(word, kStops));
-}
-
-/// Whether nothing interrupts `text`.
-template <unsigned char... kStops>
-bool isPlain(std::string_view text) {
-  if (text.size() < sizeof(Word)) return std::ranges::none_of(text, isStop<kStops...>);
-  const char* const last = text.data() + text.size() - sizeof(Word);
-  for (const char* at = text.data(); at < last; at += sizeof(Word)) {
-    if (markStops<kStops...>(wordAt(at)) != 0) return false;
-  }
-  return markStops<kStops...>(wordAt(last)) == 0;  // may look at some bytes twice
 }
 
 /// Puts short pieces of text together before they go to a string: an append for each would cost more than the
