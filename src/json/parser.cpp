@@ -2,11 +2,14 @@
 
 #include "json/json.h"
 #include "json/number.h"
+#include "json/text_gatherer.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace json11 {
 
@@ -34,16 +37,6 @@ bool isLowSurrogate(long codePoint) {
   return codePoint >= 0xDC00 && codePoint <= 0xDFFF;
 }
 
-/// For each byte, whether it stands for itself inside a string.
-constexpr std::array<bool, 256> kPlainInString = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t byte = 0x20; byte < plain.size(); ++byte)
-    plain[byte] = true;
-  plain['"'] = false;
-  plain['\\'] = false;
-  return plain;
-}();
-
 /// The value of a hexadecimal digit, or -1.
 constexpr int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -64,24 +57,24 @@ std::string esc(char c) {
   return text;
 }
 
-/// Appends a code point as UTF-8. A lone surrogate becomes three bytes like any other code point.
-void appendUtf8(long codePoint, std::string& out) {
+/// Puts a code point as UTF-8. A lone surrogate becomes three bytes like any other code point.
+void putUtf8(long codePoint, TextGatherer& out) {
   const auto byte = [](long bits) { return static_cast<char>(static_cast<unsigned char>(bits)); };
   const auto continuation = [byte](long bits) { return byte(0x80 | (bits & 0x3F)); };
   if (codePoint <= 0x7F) {
-    out += byte(codePoint);
+    out.put(byte(codePoint));
   } else if (codePoint <= 0x7FF) {
-    out += byte(0xC0 | (codePoint >> 6));
-    out += continuation(codePoint);
+    out.put(byte(0xC0 | (codePoint >> 6)));
+    out.put(continuation(codePoint));
   } else if (codePoint <= 0xFFFF) {
-    out += byte(0xE0 | (codePoint >> 12));
-    out += continuation(codePoint >> 6);
-    out += continuation(codePoint);
+    out.put(byte(0xE0 | (codePoint >> 12)));
+    out.put(continuation(codePoint >> 6));
+    out.put(continuation(codePoint));
   } else {
-    out += byte(0xF0 | (codePoint >> 18));
-    out += continuation(codePoint >> 12);
-    out += continuation(codePoint >> 6);
-    out += continuation(codePoint);
+    out.put(byte(0xF0 | (codePoint >> 18)));
+    out.put(continuation(codePoint >> 12));
+    out.put(continuation(codePoint >> 6));
+    out.put(continuation(codePoint));
   }
 }
 
@@ -113,17 +106,23 @@ class JsonParser final {
   bool parseInteger();
   bool parseDigits(const char* messageIfNone);
   std::string parseString();
-  void parseEscape(std::string& out, long& last);
-  void parseUnicodeEscape(std::string& out, long& last);
+  std::string parseEscapedString();
+  bool isUnicodeEscape() const { return str_[i_] == '\\' && str_[i_ + 1] == 'u'; }
+  void parseEscape(TextGatherer& out, long& last);
+  void parseUnicodeEscape(TextGatherer& out, long& last);
   Json parseObject(int depth);
   bool parseMember(char first, int depth, Json::object& members);
   Json parseArray(int depth);
+  Json takeElements(std::size_t first);
 
   const std::string& str_;
   std::size_t i_ = 0;
   std::string& err_;
   bool failed_ = false;
   const JsonParse strategy_;
+  /// Elements of the arrays that are still open, outermost first: an array is allocated once, when all are
+  /// known.
+  Json::array elements_;
 };
 
 Json JsonParser::fail(std::string&& message) {
@@ -264,19 +263,27 @@ bool JsonParser::parseMember(char first, int depth, Json::object& members) {
 }
 
 Json JsonParser::parseArray(int depth) {
-  Json::array values;
+  const std::size_t first = elements_.size();
   char ch = nextToken();
-  if (ch == ']') return values;
+  if (ch == ']') return Json::array();
   while (!failed_) {
     --i_;  // the element's first byte has been read as a token
-    values.push_back(parseValue(depth + 1));
+    elements_.push_back(parseValue(depth + 1));
     if (failed_) return Json();
     ch = nextToken();
-    if (ch == ']') return values;
+    if (ch == ']') return takeElements(first);
     if (ch != ',') return fail("expected ',' in list, got " + esc(ch));
     nextToken();
   }
   return Json();
+}
+
+/// The array of the elements from `first` on, which were the innermost array's.
+Json JsonParser::takeElements(std::size_t first) {
+  const auto begin = elements_.begin() + static_cast<std::ptrdiff_t>(first);
+  Json::array values(std::make_move_iterator(begin), std::make_move_iterator(elements_.end()));
+  elements_.erase(begin, elements_.end());
+  return values;
 }
 
 // --- strings
@@ -284,65 +291,69 @@ Json JsonParser::parseArray(int depth) {
 
 /// Reads up to and with the closing quote; the opening one has been read.
 std::string JsonParser::parseString() {
-  std::string out;
+  // Most strings are plain to their end and are copied in one step.
+  const std::size_t end = plainEnd<'"', '\\'>(str_, i_);
+  if (end < str_.size() && str_[end] == '"') {
+    const std::size_t start = std::exchange(i_, end + 1);
+    return std::string(str_, start, end - start);
+  }
+  return parseEscapedString();
+}
+
+std::string JsonParser::parseEscapedString() {
+  std::string text;
+  TextGatherer out(text);
   long last = kNoCodePoint;  // an escaped code point that may be the first half of a pair
   const auto flush = [&out, &last] {
-    if (last != kNoCodePoint) appendUtf8(last, out);
+    if (last != kNoCodePoint) putUtf8(last, out);
     last = kNoCodePoint;
   };
-  while (true) {
-    const std::size_t run = i_;
-    while (kPlainInString[static_cast<unsigned char>(str_[i_])])
-      ++i_;
-    if (i_ > run) {
-      flush();
-      out.append(str_, run, i_ - run);
-    }
+  while (!failed_) {
+    if (!isUnicodeEscape()) flush();
+    i_ = out.putPlain<'"', '\\'>(str_, i_);
     if (atEnd()) break;
     const char ch = str_[i_++];
     if (ch == '"') {
-      flush();
-      return out;
+      out.flush();
+      return text;
     }
     if (ch != '\\') {
       fail("unescaped " + esc(ch) + " in string");
-      return out;
+      return text;
     }
     if (atEnd()) break;
-    if (str_[i_] != 'u') flush();
     parseEscape(out, last);
-    if (failed_) return out;
   }
   fail("unexpected end of input in string");
-  return out;
+  return text;
 }
 
 /// Reads an escape behind its backslash.
-void JsonParser::parseEscape(std::string& out, long& last) {
+void JsonParser::parseEscape(TextGatherer& out, long& last) {
   const char ch = str_[i_++];
   switch (ch) {
     case 'u':
       parseUnicodeEscape(out, last);
       return;
     case 'b':
-      out += '\b';
+      out.put('\b');
       return;
     case 'f':
-      out += '\f';
+      out.put('\f');
       return;
     case 'n':
-      out += '\n';
+      out.put('\n');
       return;
     case 'r':
-      out += '\r';
+      out.put('\r');
       return;
     case 't':
-      out += '\t';
+      out.put('\t');
       return;
     case '"':
     case '\\':
     case '/':
-      out += ch;
+      out.put(ch);
       return;
     default:
       fail("invalid escape character " + esc(ch));
@@ -350,7 +361,7 @@ void JsonParser::parseEscape(std::string& out, long& last) {
   }
 }
 
-void JsonParser::parseUnicodeEscape(std::string& out, long& last) {
+void JsonParser::parseUnicodeEscape(TextGatherer& out, long& last) {
   const std::string_view digits = std::string_view(str_).substr(i_, 4);
   long codePoint = 0;
   bool good = digits.size() == 4;
@@ -363,10 +374,10 @@ void JsonParser::parseUnicodeEscape(std::string& out, long& last) {
     return;
   }
   if (isHighSurrogate(last) && isLowSurrogate(codePoint)) {
-    appendUtf8(((last - 0xD800) << 10) + (codePoint - 0xDC00) + 0x10000, out);
+    putUtf8(((last - 0xD800) << 10) + (codePoint - 0xDC00) + 0x10000, out);
     last = kNoCodePoint;
   } else {
-    if (last != kNoCodePoint) appendUtf8(last, out);
+    if (last != kNoCodePoint) putUtf8(last, out);
     last = codePoint;
   }
   i_ += digits.size();

@@ -65,6 +65,24 @@ Word markStops(Word word) {
   return (markBelow(word, 0x20) | ... | markEqual(word, kStops));
 }
 
+/// How many bytes of a word come before the lowest marked one; all eight if none is marked.
+constexpr std::size_t bytesBefore(Word marks) {
+  return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
+/// Index of the first byte of `text` from `i` on that isStop(); text.size() if there is none. Takes eight
+/// bytes a step, since most text is plain.
+template <unsigned char... kStops>
+std::size_t plainEnd(std::string_view text, std::size_t i) {
+  for (; i + sizeof(Word) <= text.size(); i += sizeof(Word)) {
+    const Word stops = markStops<kStops...>(wordAt(text.data() + i));
+    if (stops != 0) return i + bytesBefore(stops);
+  }
+  while (i < text.size() && !isStop<kStops...>(text[i]))
+    ++i;
+  return i;
+}
+
 /// Puts short pieces of text together before they go to a string: an append for each would cost more than the
 /// bytes themselves. What was put is in the string only after flush().
 class TextGatherer {
