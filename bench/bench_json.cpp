@@ -23,8 +23,7 @@ void countBytes(benchmark::State& state, const std::string& text) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-// --- parse
-// ----------------------------------------------------------------------------------------------------
+// --- parse ---
 
 void parseOurs(const std::string& text) {
   std::string error;
@@ -56,28 +55,24 @@ void copyBytes(const std::string& text) {
 using ParseFunction = void (*)(const std::string&);
 
 void runParse(benchmark::State& state, ParseFunction parse, const std::string& text) {
-  for (auto _ : state)
-    parse(text);
+  for (auto _ : state) parse(text);
   countBytes(state, text);
 }
 
-// --- dump
-// -----------------------------------------------------------------------------------------------------
+// --- dump ---
 
 // A value read once outside the measured loop, and how it is printed.
 
 void dumpOurs(benchmark::State& state, const std::string& text) {
   std::string error;
   const Json value = Json::parse(text, error);
-  for (auto _ : state)
-    benchmark::DoNotOptimize(value.dump());
+  for (auto _ : state) benchmark::DoNotOptimize(value.dump());
   countBytes(state, text);
 }
 
 void dumpNlohmann(benchmark::State& state, const std::string& text) {
   const nlohmann::json value = nlohmann::json::parse(text);
-  for (auto _ : state)
-    benchmark::DoNotOptimize(value.dump());
+  for (auto _ : state) benchmark::DoNotOptimize(value.dump());
   countBytes(state, text);
 }
 
@@ -95,8 +90,7 @@ void dumpRapidJson(benchmark::State& state, const std::string& text) {
 
 void dumpQt(benchmark::State& state, const std::string& text) {
   const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text));
-  for (auto _ : state)
-    benchmark::DoNotOptimize(document.toJson(QJsonDocument::Compact));
+  for (auto _ : state) benchmark::DoNotOptimize(document.toJson(QJsonDocument::Compact));
   countBytes(state, text);
 }
 

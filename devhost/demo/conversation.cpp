@@ -32,8 +32,7 @@ QStringList memberLines(const Answer& answer) {
 /// One line for each text of an array.
 QStringList itemLines(const Answer& answer) {
   QStringList lines;
-  for (const QJsonValue item : answer.array())
-    lines << item.toString();
+  for (const QJsonValue item : answer.array()) lines << item.toString();
   return lines.isEmpty() ? QStringList{"(none)"} : lines;
 }
 
@@ -105,8 +104,7 @@ void Conversation::introduce() {
 
   const QJsonArray tools = server_.request("tools/list")["result"].toObject()["tools"].toArray();
   QStringList names;
-  for (const QJsonValue tool : tools)
-    names << tool["name"].toString();
+  for (const QJsonValue tool : tools) names << tool["name"].toString();
   transcript_.exchange("What can you do?", "tools/list",
                        {QString("%1 tools, from %2 to %3")
                             .arg(names.size())

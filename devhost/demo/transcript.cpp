@@ -38,8 +38,7 @@ void Transcript::exchange(const QString& question, const QString& call, const QS
   print("");
   print(QString("%1. %2").arg(exchanges_, 2).arg(coloured(question, kBold)));
   print("    " + coloured("> " + shortened(call), kCyan));
-  for (const QString& line : answer.mid(0, kMaxLines))
-    print("    " + shortened(line));
+  for (const QString& line : answer.mid(0, kMaxLines)) print("    " + shortened(line));
   if (answer.size() > kMaxLines) {
     print("    " + coloured(QString("... and %1 more").arg(answer.size() - kMaxLines), kFaint));
   }

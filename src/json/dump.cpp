@@ -52,29 +52,14 @@ bool isPlainAscii(std::string_view text) {
 /// The escape for a control character, quotation mark or backslash.
 void putEscape(char c, TextGatherer& out) {
   switch (c) {
-    case '\b':
-      out.put("\\b");
-      return;
-    case '\t':
-      out.put("\\t");
-      return;
-    case '\n':
-      out.put("\\n");
-      return;
-    case '\f':
-      out.put("\\f");
-      return;
-    case '\r':
-      out.put("\\r");
-      return;
-    case '"':
-      out.put("\\\"");
-      return;
-    case '\\':
-      out.put("\\\\");
-      return;
-    default:
-      break;
+    case '\b': out.put("\\b"); return;
+    case '\t': out.put("\\t"); return;
+    case '\n': out.put("\\n"); return;
+    case '\f': out.put("\\f"); return;
+    case '\r': out.put("\\r"); return;
+    case '"': out.put("\\\""); return;
+    case '\\': out.put("\\\\"); return;
+    default: break;
   }
   const auto byte = static_cast<unsigned char>(c);
   out.put("\\u00");

@@ -38,8 +38,7 @@ const Json& sharedNull() {
   return null;
 }
 
-// --- payloads
-// -------------------------------------------------------------------------------------------------
+// --- payloads ---
 
 double JsonValue::numberValue() const {
   return 0.0;
@@ -127,8 +126,7 @@ const Json& JsonObject::operator[](const std::string& key) const {
   return member == value.end() ? sharedNull() : member->second;
 }
 
-// --- construction
-// ---------------------------------------------------------------------------------------------
+// --- construction ---
 
 Json::Json() noexcept : payload_(jsonStatics().null) {}
 Json::Json(std::nullptr_t) noexcept : payload_(jsonStatics().null) {}
@@ -144,8 +142,7 @@ Json::Json(array&& values) : payload_(std::make_shared<JsonArray>(std::move(valu
 Json::Json(const object& values) : payload_(std::make_shared<JsonObject>(values)) {}
 Json::Json(object&& values) : payload_(std::make_shared<JsonObject>(std::move(values))) {}
 
-// --- access
-// ---------------------------------------------------------------------------------------------------
+// --- access ---
 
 Json::Type Json::type() const {
   return payload_->type();
@@ -178,8 +175,7 @@ const Json& Json::operator[](const std::string& key) const {
   return (*payload_)[key];
 }
 
-// --- comparison
-// -----------------------------------------------------------------------------------------------
+// --- comparison ---
 
 bool Json::equals(const Json& other) const {
   if (payload_ == other.payload_) return true;

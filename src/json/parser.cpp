@@ -131,12 +131,10 @@ Json JsonParser::fail(std::string&& message) {
   return Json();
 }
 
-// --- between tokens
-// -------------------------------------------------------------------------------------------
+// --- between tokens ---
 
 void JsonParser::consumeWhiteSpace() {
-  while (isWhiteSpace(str_[i_]))
-    ++i_;
+  while (isWhiteSpace(str_[i_])) ++i_;
 }
 
 bool JsonParser::consumeBlockComment() {
@@ -172,8 +170,7 @@ bool JsonParser::consumeComment() {
 void JsonParser::consumeGarbage() {
   consumeWhiteSpace();
   if (strategy_ != JsonParse::Comments) return;
-  while (consumeComment())
-    consumeWhiteSpace();
+  while (consumeComment()) consumeWhiteSpace();
 }
 
 char JsonParser::nextToken() {
@@ -191,8 +188,7 @@ void JsonParser::expectEnd() {
   if (!failed_ && !atEnd()) fail("unexpected trailing " + esc(str_[i_]));
 }
 
-// --- values
-// ---------------------------------------------------------------------------------------------------
+// --- values ---
 
 Json JsonParser::parseValue(int depth) {
   if (depth > kMaxDepth) return fail("exceeded maximum nesting depth");
@@ -200,22 +196,16 @@ Json JsonParser::parseValue(int depth) {
   if (failed_) return Json();
   if (ch == '-' || isDigit(ch)) return parseNumber();
   switch (ch) {
-    case 't':
-      return parseLiteral("true", true);
-    case 'f':
-      return parseLiteral("false", false);
-    case 'n':
-      return parseLiteral("null", nullptr);
+    case 't': return parseLiteral("true", true);
+    case 'f': return parseLiteral("false", false);
+    case 'n': return parseLiteral("null", nullptr);
     case '"': {
       std::string text = parseString();
       return failed_ ? Json() : Json(std::move(text));
     }
-    case '{':
-      return parseObject(depth);
-    case '[':
-      return parseArray(depth);
-    default:
-      return fail("expected value, got " + esc(ch));
+    case '{': return parseObject(depth);
+    case '[': return parseArray(depth);
+    default: return fail("expected value, got " + esc(ch));
   }
 }
 
@@ -286,8 +276,7 @@ Json JsonParser::takeElements(std::size_t first) {
   return values;
 }
 
-// --- strings
-// --------------------------------------------------------------------------------------------------
+// --- strings ---
 
 /// Reads up to and with the closing quote; the opening one has been read.
 std::string JsonParser::parseString() {
@@ -332,32 +321,16 @@ std::string JsonParser::parseEscapedString() {
 void JsonParser::parseEscape(TextGatherer& out, long& last) {
   const char ch = str_[i_++];
   switch (ch) {
-    case 'u':
-      parseUnicodeEscape(out, last);
-      return;
-    case 'b':
-      out.put('\b');
-      return;
-    case 'f':
-      out.put('\f');
-      return;
-    case 'n':
-      out.put('\n');
-      return;
-    case 'r':
-      out.put('\r');
-      return;
-    case 't':
-      out.put('\t');
-      return;
+    case 'u': parseUnicodeEscape(out, last); return;
+    case 'b': out.put('\b'); return;
+    case 'f': out.put('\f'); return;
+    case 'n': out.put('\n'); return;
+    case 'r': out.put('\r'); return;
+    case 't': out.put('\t'); return;
     case '"':
     case '\\':
-    case '/':
-      out.put(ch);
-      return;
-    default:
-      fail("invalid escape character " + esc(ch));
-      return;
+    case '/': out.put(ch); return;
+    default: fail("invalid escape character " + esc(ch)); return;
   }
 }
 
@@ -383,8 +356,7 @@ void JsonParser::parseUnicodeEscape(TextGatherer& out, long& last) {
   i_ += digits.size();
 }
 
-// --- numbers
-// --------------------------------------------------------------------------------------------------
+// --- numbers ---
 
 /// Reads the integer part: "0", or digits that do not begin with it.
 bool JsonParser::parseInteger() {
@@ -400,8 +372,7 @@ bool JsonParser::parseInteger() {
     fail("invalid " + esc(str_[i_]) + " in number");
     return false;
   }
-  while (isDigit(str_[i_]))
-    ++i_;
+  while (isDigit(str_[i_])) ++i_;
   return true;
 }
 
@@ -410,8 +381,7 @@ bool JsonParser::parseDigits(const char* messageIfNone) {
     fail(messageIfNone);
     return false;
   }
-  while (isDigit(str_[i_]))
-    ++i_;
+  while (isDigit(str_[i_])) ++i_;
   return true;
 }
 

@@ -78,8 +78,7 @@ std::size_t plainEnd(std::string_view text, std::size_t i) {
     const Word stops = markStops<kStops...>(wordAt(text.data() + i));
     if (stops != 0) return i + bytesBefore(stops);
   }
-  while (i < text.size() && !isStop<kStops...>(text[i]))
-    ++i;
+  while (i < text.size() && !isStop<kStops...>(text[i])) ++i;
   return i;
 }
 
@@ -115,8 +114,7 @@ class TextGatherer {
       used_ += plain;
       if (stops != 0) return i + plain;
     }
-    for (; i < text.size() && !isStop<kStops...>(text[i]); ++i)
-      put(text[i]);
+    for (; i < text.size() && !isStop<kStops...>(text[i]); ++i) put(text[i]);
     return i;
   }
 

@@ -41,14 +41,11 @@ struct CatalogueEntry {
 /// How many arguments a tool of this shape has.
 constexpr std::size_t argumentCount(Shape shape) {
   switch (shape) {
-    case Shape::kNoArgument:
-      return 0;
+    case Shape::kNoArgument: return 0;
     case Shape::kOneString:
-    case Shape::kAddressNameMap:
-      return 1;
+    case Shape::kAddressNameMap: return 1;
     case Shape::kPatternSearch:
-    case Shape::kTwoStrings:
-      return 2;
+    case Shape::kTwoStrings: return 2;
   }
   return 0;
 }

@@ -28,17 +28,14 @@ QString requestFromHost(const CatalogueEntry& entry, IPCClient& host, const Json
   const QString selector = QString::fromUtf8(entry.selector);
   const auto& [first, second] = entry.arguments;
   switch (entry.shape) {
-    case Shape::kNoArgument:
-      return host.request(selector, error);
-    case Shape::kOneString:
-      return host.request(selector, error, textArgument(arguments, first));
+    case Shape::kNoArgument: return host.request(selector, error);
+    case Shape::kOneString: return host.request(selector, error, textArgument(arguments, first));
     case Shape::kPatternSearch:
       return host.request(selector, error, textArgument(arguments, first),
                           booleanArgument(arguments, second));
     case Shape::kTwoStrings:
       return host.request(selector, error, textArgument(arguments, first), textArgument(arguments, second));
-    case Shape::kAddressNameMap:
-      return host.request(selector, error, mapArgument(arguments, first));
+    case Shape::kAddressNameMap: return host.request(selector, error, mapArgument(arguments, first));
   }
   return {};
 }
