@@ -75,7 +75,7 @@ bool hasText(const Answer& answer) {
 template <typename Check, typename Lines>
 Answer Conversation::ask(const QString& question, const QString& tool, const QJsonObject& arguments,
                          Check check, Lines lines) {
-  const Answer answer = server_.call(tool, arguments);
+  Answer answer = server_.call(tool, arguments);
   const QStringList shown = answer.error.isEmpty() ? lines(answer) : QStringList{"error: " + answer.error};
   transcript_.exchange(question, callText(tool, arguments), shown, check(answer));
   return answer;

@@ -48,7 +48,8 @@ constexpr int hexValue(char c) {
 /// How a byte is shown in a message. Bytes above 0x7F are taken as negative and shown by number alone.
 std::string esc(char c) {
   char text[12];
-  const int code = static_cast<signed char>(c);
+  const auto byte = static_cast<unsigned char>(c);
+  const int code = byte < 0x80 ? byte : byte - 0x100;
   if (code < 32) {
     std::snprintf(text, sizeof text, "(%d)", code);
   } else {

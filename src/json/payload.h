@@ -135,9 +135,9 @@ struct JsonStatics {
   const std::shared_ptr<const JsonValue> null = std::make_shared<JsonNull>();
   const std::shared_ptr<const JsonValue> t = std::make_shared<JsonBoolean>(true);
   const std::shared_ptr<const JsonValue> f = std::make_shared<JsonBoolean>(false);
-  const std::string emptyString;
-  const Json::array emptyArray;
-  const Json::object emptyObject;
+  const std::string emptyString{};
+  const Json::array emptyArray{};
+  const Json::object emptyObject{};
 };
 
 const JsonStatics& jsonStatics();
