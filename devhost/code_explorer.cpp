@@ -1,0 +1,300 @@
+#include "code_explorer.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+/// Procedures that never come back to their caller, whatever library they are from. C++ names are mangled.
+constexpr std::string_view kNeverReturn[] = {
+    "abort",
+    "exit",
+    "_exit",
+    "_Exit",
+    "quick_exit",
+    "err",
+    "errx",
+    "pthread_exit",
+    "longjmp",
+    "siglongjmp",
+    "__longjmp_chk",
+    "__stack_chk_fail",
+    "__fortify_fail",
+    "__chk_fail",
+    "__assert_fail",
+    "__assert_rtn",
+    "ExitProcess",
+    "ExitThread",
+    "__cxa_throw",
+    "__cxa_rethrow",
+    "__cxa_bad_cast",
+    "_Unwind_Resume",
+    "_ZSt9terminatev",
+    "__cxa_throw_bad_array_new_length",
+};
+
+bool isNeverReturning(std::string_view name) {
+  if (std::ranges::find(kNeverReturn, name) != std::end(kNeverReturn)) return true;
+  // Functions of the C++ library whose name says that they throw: std::__throw_...
+  if (name.starts_with("_ZSt") && name.find("__throw_") != std::string_view::npos) return true;
+  // Mach-O puts an underscore before every name.
+  return name.starts_with("_") && std::ranges::find(kNeverReturn, name.substr(1)) != std::end(kNeverReturn);
+}
+
+/// Most cases of a switch that are followed.
+constexpr std::uint64_t kMaxCases = 4096;
+
+}  // namespace
+
+CodeMap::CodeMap(const BinaryImage& image) {
+  for (const FileRange& range : image.code)
+    areas_.push_back({range, std::vector<bool>(range.end - range.start)});
+}
+
+CodeMap::Area* CodeMap::areaAt(std::uint64_t address) {
+  const auto holds = [address](const Area& area) {
+    return address >= area.range.start && address < area.range.end;
+  };
+  if (latest_ < areas_.size() && holds(areas_[latest_])) return &areas_[latest_];
+  auto after =
+      std::ranges::upper_bound(areas_, address, {}, [](const Area& area) { return area.range.start; });
+  if (after == areas_.begin() || !holds(*--after)) return nullptr;
+  latest_ = static_cast<std::size_t>(after - areas_.begin());
+  return &*after;
+}
+
+bool CodeMap::isFree(std::uint64_t address, std::size_t size) {
+  const Area* area = areaAt(address);
+  if (area == nullptr || size > area->range.end - address) return false;
+  const auto first = area->taken.begin() + static_cast<std::ptrdiff_t>(address - area->range.start);
+  return std::find(first, first + static_cast<std::ptrdiff_t>(size), true) ==
+         first + static_cast<std::ptrdiff_t>(size);
+}
+
+void CodeMap::take(std::uint64_t address, std::size_t size) {
+  Area* area = areaAt(address);
+  std::fill_n(area->taken.begin() + static_cast<std::ptrdiff_t>(address - area->range.start), size, true);
+}
+
+CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes)
+    : image_(image), bytes_(bytes), disassembler_(image, bytes), map_(image) {
+  for (const FileRange& range : image.code)
+    tableEntriesLeft_ += range.end - range.start;
+}
+
+void CodeExplorer::explore() {
+  findStubs();
+  findProceduresThatNeverReturn();
+  addSymbols();
+  sweepSymbols();
+  addPointers();
+  std::ranges::sort(entries_);
+  entries_.erase(std::ranges::unique(entries_).begin(), entries_.end());
+  const auto byFrom = [](const Reference& jump) { return std::pair(jump.from, jump.to); };
+  std::ranges::sort(tableJumps_, {}, byFrom);
+}
+
+std::vector<Instruction> CodeExplorer::takeInstructions() {
+  std::ranges::sort(instructions_, {}, &Instruction::address);
+  return std::move(instructions_);
+}
+
+std::vector<Reference> CodeExplorer::takeReferences() {
+  const auto byTo = [](const Reference& reference) { return std::pair(reference.to, reference.from); };
+  std::ranges::sort(references_, {}, byTo);
+  references_.erase(std::ranges::unique(references_, {}, byTo).begin(), references_.end());
+  return std::move(references_);
+}
+
+bool CodeExplorer::isMapped(std::uint64_t address) const {
+  return address != kNoAddress && image_.segmentAt(address) != nullptr;
+}
+
+void CodeExplorer::findStubs() {
+  for (const FileRange& range : image_.stubs)
+    findStubsIn(range);
+}
+
+/// A stub is a short run of instructions that ends in a jump through an import's slot.
+void CodeExplorer::findStubsIn(const FileRange& range) {
+  std::uint64_t start = range.start;
+  const ImportSlot* slot = nullptr;
+  RegisterValues known = disassembler_.valuesInStubs();
+  for (std::uint64_t address = range.start; address < range.end;) {
+    const auto decoded = disassembler_.decode(address, false, known);
+    const std::uint64_t next = address + (decoded ? decoded->size : 1U);
+    if (!decoded || disassembler_.isPadding()) {
+      if (start == address) start = next;
+      address = next;
+      continue;
+    }
+    if (const ImportSlot* named = image_.importSlotAt(decoded->reference)) slot = named;
+    if (endsBlock(decoded->flow)) {
+      if (slot != nullptr && decoded->flow == Flow::kIndirectJump) {
+        addEntry({start, false});
+        if (isNeverReturning(slot->name)) neverReturning_.push_back(start);
+      }
+      slot = nullptr;
+      start = next;
+      known = disassembler_.valuesInStubs();
+    }
+    address = next;
+  }
+}
+
+void CodeExplorer::findProceduresThatNeverReturn() {
+  for (const Symbol& symbol : image_.symbols) {
+    if (symbol.function && isNeverReturning(symbol.name)) neverReturning_.push_back(symbol.address);
+  }
+  for (const ImportSlot& slot : image_.importSlots) {
+    if (isNeverReturning(slot.name)) neverReturning_.push_back(slot.address);
+  }
+  std::ranges::sort(neverReturning_);
+}
+
+bool CodeExplorer::neverReturns(std::uint64_t callee) const {
+  return std::ranges::binary_search(neverReturning_, callee);
+}
+
+bool CodeExplorer::isMarkedAsData(std::uint64_t address) const {
+  const auto after = std::ranges::upper_bound(image_.codeMarks, address, {}, &CodeMark::address);
+  return after != image_.codeMarks.begin() && std::prev(after)->kind == CodeMark::Kind::kData;
+}
+
+void CodeExplorer::addEntry(Place place) {
+  if (image_.isCode(place.address)) entries_.push_back(place.address);
+}
+
+void CodeExplorer::addSymbols() {
+  std::vector<Place> places;
+  for (const std::uint64_t stub : entries_)
+    places.push_back({stub, false});
+  for (const Symbol& symbol : image_.symbols) {
+    if (symbol.function) places.push_back({symbol.address, symbol.thumb});
+  }
+  if (image_.entryPoint != kNoAddress) places.push_back({image_.entryPoint, image_.entryIsThumb});
+  for (const Place& place : places)
+    addEntry(place);
+  for (const Place& place : places)
+    follow(place);
+}
+
+/// Decodes what lies within a function's size but could not be reached: what indirect jumps lead to.
+void CodeExplorer::sweepSymbols() {
+  std::uint64_t swept = 0;
+  for (const Symbol& symbol : image_.symbols) {
+    if (!symbol.function || symbol.size == 0 || !image_.isCode(symbol.address)) continue;
+    const Segment* segment = image_.segmentAt(symbol.address);
+    const std::uint64_t held = segment->start + segment->fileSize - symbol.address;
+    const std::uint64_t end = symbol.address + std::min(symbol.size, held);
+    const std::uint64_t step = symbol.thumb ? 2 : (image_.architecture >= Architecture::kArm ? 4 : 1);
+    for (std::uint64_t address = std::max(symbol.address, swept); address < end; address += step) {
+      if (map_.isFree(address, 1)) follow({address, symbol.thumb});
+    }
+    swept = std::max(swept, end);
+  }
+}
+
+/// Procedures that nothing calls by name: their address is passed around, or stands in a table.
+void CodeExplorer::addPointers() {
+  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
+  const auto enter = [&](Place place) {
+    if (!map_.isFree(place.address, 1)) return;
+    addEntry(place);
+    follow(place);
+  };
+  for (const std::uint64_t pointer : image_.codePointers) {
+    enter({pointer & ~thumbBit, (pointer & thumbBit) != 0});
+  }
+  // The list grows while new code is decoded.
+  for (std::size_t i = 0; i < formedCodeAddresses_.size(); ++i) {
+    const Place place = formedCodeAddresses_[i];
+    enter(place);
+  }
+}
+
+void CodeExplorer::follow(Place place) {
+  pending_.push_back(place);
+  while (!pending_.empty()) {
+    const Place next = pending_.back();
+    pending_.pop_back();
+    followRun(next);
+  }
+}
+
+void CodeExplorer::followRun(Place place) {
+  Run run;
+  while (map_.isFree(place.address, 1) && !isMarkedAsData(place.address)) {
+    std::optional<Decoded> decoded = disassembler_.decode(place.address, place.thumb, run.known);
+    if (!decoded || !map_.isFree(place.address, decoded->size)) return;
+    map_.take(place.address, decoded->size);
+    record(*decoded, run);
+    if (!flowsOn(decoded->flow)) return;
+    place.address += decoded->size;
+  }
+}
+
+void CodeExplorer::record(Decoded& decoded, Run& run) {
+  const Place target{decoded.target, decoded.targetIsThumb};
+  if (decoded.flow == Flow::kCall || decoded.flow == Flow::kIndirectCall) {
+    const bool direct = decoded.flow == Flow::kCall;
+    if (direct) {
+      addEntry(target);
+      pending_.push_back(target);
+    }
+    if (neverReturns(direct ? decoded.target : decoded.reference)) decoded.flow = Flow::kLastCall;
+  } else if (decoded.flow == Flow::kJump || decoded.flow == Flow::kBranch) {
+    pending_.push_back(target);
+  } else if (decoded.flow == Flow::kIndirectJump) {
+    followTable(decoded, run);
+  }
+  recordReferences(decoded);
+  if (decoded.compared) run.compared = decoded.compared;
+  if (isMapped(decoded.reference) && !image_.isCode(decoded.reference)) run.table = decoded.reference;
+  if (decoded.stackBase != StackBase::kNone) {
+    stackUses_.push_back({decoded.address, decoded.stackDisplacement, decoded.stackBase});
+  }
+  if (decoded.setsFramePointer) framePointerSetters_.push_back(decoded.address);
+}
+
+void CodeExplorer::recordReferences(const Decoded& decoded) {
+  Instruction instruction{
+      .address = decoded.address, .size = decoded.size, .flow = decoded.flow, .thumb = decoded.thumb};
+  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
+  for (const std::uint64_t address : {decoded.target, decoded.reference, decoded.immediate}) {
+    const bool isTarget = address == decoded.target;
+    const std::uint64_t to = isTarget || !image_.isCode(address) ? address : address & ~thumbBit;
+    if (!isMapped(to)) continue;
+    references_.push_back({to, decoded.address});
+    if (instruction.target == kNoAddress) instruction.target = to;
+    if (!isTarget && image_.isCode(to)) formedCodeAddresses_.push_back({to, (address & thumbBit) != 0});
+  }
+  instructions_.push_back(instruction);
+}
+
+void CodeExplorer::addTableJump(std::uint64_t from, std::uint64_t to) {
+  tableJumps_.push_back({to, from});
+  references_.push_back({to, from});
+  pending_.push_back({to, false});
+}
+
+/// Follows the cases of a switch on x86-64: a bounded index into a table of distances from the table
+/// (position independent code) or of addresses.
+void CodeExplorer::followTable(const Decoded& decoded, const Run& run) {
+  if (image_.architecture != Architecture::kX8664 || !run.compared) return;
+  const bool absolute = decoded.reference != kNoAddress;
+  const std::uint64_t table = absolute ? decoded.reference : run.table;
+  if (table == kNoAddress || image_.importSlotAt(table) != nullptr) return;
+  const std::uint64_t width = absolute ? 8 : 4;
+  const std::uint64_t cases = *run.compared < kMaxCases ? *run.compared + 1 : 0;
+  for (std::uint64_t i = 0; i < cases && tableEntriesLeft_ > 0; ++i, --tableEntriesLeft_) {
+    const auto entry = bytes_.number(table + i * width, width);
+    if (!entry) return;
+    const auto distance = static_cast<std::int32_t>(static_cast<std::uint32_t>(*entry));
+    const std::uint64_t to = absolute ? *entry : table + static_cast<std::uint64_t>(std::int64_t{distance});
+    if (!image_.isCode(to)) return;
+    addTableJump(decoded.address, to);
+  }
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+// Decodes what can be reached: from the entry point, the symbols and every call, jump and pointer found on
+// the way. Each byte of code is decoded at most once.
+
+#include "analysis.h"
+#include "binary_image.h"
+#include "disassembly.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// An operand on the stack, in the instruction at `address`.
+struct StackUse {
+  std::uint64_t address = 0;
+  std::int32_t displacement = 0;
+  StackBase base = StackBase::kNone;
+};
+
+/// Which bytes of code have been decoded.
+class CodeMap {
+ public:
+  explicit CodeMap(const BinaryImage& image);
+
+  /// Whether `size` bytes from `address` are code and none of them is taken.
+  bool isFree(std::uint64_t address, std::size_t size);
+  void take(std::uint64_t address, std::size_t size);
+
+ private:
+  struct Area {
+    FileRange range;
+    std::vector<bool> taken;
+  };
+  Area* areaAt(std::uint64_t address);
+
+  std::vector<Area> areas_;
+  std::size_t latest_ = 0;  ///< area of the last question: the next is nearly always about the same
+};
+
+class CodeExplorer {
+ public:
+  /// `image` and `bytes` must outlive it.
+  CodeExplorer(const BinaryImage& image, const MappedBytes& bytes);
+
+  void explore();
+
+  /// Sorted by address; do not overlap.
+  std::vector<Instruction> takeInstructions();
+  /// Sorted by what is referred to.
+  std::vector<Reference> takeReferences();
+  /// Where procedures begin, sorted; some may hold nothing that can be decoded.
+  const std::vector<std::uint64_t>& entries() const { return entries_; }
+  /// From indirect jumps to the cases of their tables, sorted by `from`.
+  const std::vector<Reference>& tableJumps() const { return tableJumps_; }
+  const std::vector<StackUse>& stackUses() const { return stackUses_; }
+  const std::vector<std::uint64_t>& framePointerSetters() const { return framePointerSetters_; }
+
+ private:
+  struct Place {
+    std::uint64_t address = 0;
+    bool thumb = false;
+  };
+  /// What the instructions of a straight run have told so far.
+  struct Run {
+    RegisterValues known;
+    std::uint64_t table = kNoAddress;       ///< latest address of data that was formed
+    std::optional<std::uint64_t> compared;  ///< latest constant that something was compared with
+  };
+
+  void findStubs();
+  void findStubsIn(const FileRange& range);
+  void findProceduresThatNeverReturn();
+  void addSymbols();
+  void sweepSymbols();
+  void addPointers();
+  void addEntry(Place place);
+  void follow(Place place);
+  void followRun(Place place);
+  void record(Decoded& decoded, Run& run);
+  void recordReferences(const Decoded& decoded);
+  void followTable(const Decoded& decoded, const Run& run);
+  void addTableJump(std::uint64_t from, std::uint64_t to);
+  bool neverReturns(std::uint64_t callee) const;
+  bool isMarkedAsData(std::uint64_t address) const;
+  bool isMapped(std::uint64_t address) const;
+
+  const BinaryImage& image_;
+  const MappedBytes& bytes_;
+  Disassembler disassembler_;
+  CodeMap map_;
+  std::vector<Place> pending_;
+  std::vector<Instruction> instructions_;
+  std::vector<Reference> references_;
+  std::vector<Reference> tableJumps_;
+  std::vector<std::uint64_t> entries_;
+  std::vector<Place> formedCodeAddresses_;
+  std::vector<std::uint64_t> neverReturning_;
+  std::vector<StackUse> stackUses_;
+  std::vector<std::uint64_t> framePointerSetters_;
+  std::size_t tableEntriesLeft_ = 0;
+};
