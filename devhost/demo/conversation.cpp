@@ -3,6 +3,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <memory>
+
 namespace {
 
 constexpr int kToolCount = 34;
@@ -19,12 +24,22 @@ QStringList plainLines(const Answer& answer) {
   return answer.text.trimmed().split('\n');
 }
 
+/// A symbol as its source has it, for a person to read; other names as they are.
+QString readable(const QString& name) {
+  const std::unique_ptr<char, decltype(&std::free)> demangled(
+      abi::__cxa_demangle(name.toUtf8().constData(), nullptr, nullptr, nullptr), &std::free);
+  if (demangled == nullptr) return name;
+  return QString(demangled.get())
+      .replace("std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+               "std::string");
+}
+
 /// One line for each member of an object of texts.
 QStringList memberLines(const Answer& answer) {
   QStringList lines;
   const QJsonObject members = answer.object();
   for (auto member = members.begin(); member != members.end(); ++member) {
-    lines << QString("%1  %2").arg(member.key(), member.value().toString().simplified());
+    lines << QString("%1  %2").arg(member.key(), readable(member.value().toString().simplified()));
   }
   return lines;
 }
@@ -32,7 +47,7 @@ QStringList memberLines(const Answer& answer) {
 /// One line for each text of an array.
 QStringList itemLines(const Answer& answer) {
   QStringList lines;
-  for (const QJsonValue item : answer.array()) lines << item.toString();
+  for (const QJsonValue item : answer.array()) lines << readable(item.toString());
   return lines.isEmpty() ? QStringList{"(none)"} : lines;
 }
 
@@ -121,19 +136,23 @@ void Conversation::lookAround() {
 
 void Conversation::findProcedure() {
   // Names that programs tend to have; a file without symbols has only names that the host made up.
-  const QString usual = "handleMessage|main|start|init";
+  const QString usual = "handle(Message|Tools|Initialize)|main$|start$|init$";
   const bool namesAreUsual = hasMembers(server_.call("search_procedures", {{"pattern", usual}}));
   const Answer found =
       ask("Which procedures sound like a beginning?", "search_procedures",
           {{"pattern", namesAreUsual ? usual : "."}, {"case_sensitive", false}}, hasMembers, memberLines);
 
   // The one that most is to be said about: called from somewhere, and calling others.
-  const QStringList addresses = found.object().keys();
-  address_ = addresses.value(0);
-  for (const QString& address : addresses.mid(0, 50)) {
-    if (server_.call("procedure_callers", {{"procedure", address}}).array().isEmpty()) continue;
+  const QJsonObject names = found.object();
+  address_ = names.keys().value(0);
+  for (const QString& address : names.keys().mid(0, 50)) {
+    const bool isFragment = names[address].toString().endsWith(".cold");  // the rare paths of another one
+    const auto hasAny = [this, &address](const char* tool) {
+      return !server_.call(tool, {{"procedure", address}}).array().isEmpty();
+    };
+    if (isFragment || !hasAny("procedure_callers")) continue;
     address_ = address;
-    if (!server_.call("procedure_callees", {{"procedure", address}}).array().isEmpty()) break;
+    if (hasAny("procedure_callees")) break;
   }
 }
 
