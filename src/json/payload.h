@@ -136,8 +136,8 @@ struct JsonStatics {
   const std::shared_ptr<const JsonValue> t = std::make_shared<JsonBoolean>(true);
   const std::shared_ptr<const JsonValue> f = std::make_shared<JsonBoolean>(false);
   const std::string emptyString;
-  const Json::array emptyArray;
-  const Json::object emptyObject;
+  const Json::array emptyArray{};
+  const Json::object emptyObject{};
 };
 
 const JsonStatics& jsonStatics();
