@@ -6,12 +6,20 @@
 #include <QObject>
 #include <QString>
 
+// Tests of the channel's limits build it with shorter ones.
+#ifndef ORVANE_REPLY_WAIT_MS
+#define ORVANE_REPLY_WAIT_MS 30000
+#endif
+#ifndef ORVANE_READ_WAIT_MS
+#define ORVANE_READ_WAIT_MS 5000
+#endif
+
 /// Longest wait for a reply to begin, in milliseconds, taken once after a request is sent. Long because the
 /// host answers a request for pseudo-code only when the whole text is ready.
-inline constexpr int kReplyWaitMs = 30000;
+inline constexpr int kReplyWaitMs = ORVANE_REPLY_WAIT_MS;
 
 /// Longest pause between two arrivals of data while a reply is read, in milliseconds.
-inline constexpr int kReadWaitMs = 5000;
+inline constexpr int kReadWaitMs = ORVANE_READ_WAIT_MS;
 
 /// The blocking channel to the host application's external API.
 ///
