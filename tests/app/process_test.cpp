@@ -1,0 +1,224 @@
+// The process as its client sees it: how it starts, what it does when its input ends or is odd, its locale.
+
+#include "app/host_fault.h"
+#include "support/scripted_host.h"
+#include "support/server_process.h"
+#include "support/temporary_folder.h"
+#include "support/waiting.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+constexpr const char* kInitialize = R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{}})";
+constexpr const char* kWelcome =
+    R"({"id": 1, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, )"
+    R"("protocolVersion": "2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "1.0.0"}}})";
+
+/// Expects a server that lives, does nothing, and has said nothing.
+void expectSilentAndIdle(ServerProcess& server) {
+  server.waitUntilIdle();
+  EXPECT_TRUE(server.isAlive());
+  EXPECT_EQ(server.pendingOutput(), "");
+  EXPECT_EQ(server.diagnostics(), "");
+}
+
+TEST(Process, IgnoresArgumentsOfAnyKind) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path(),
+                        .arguments = {"--help", "-v", "file", "", "--", "\xff", "-platform", "x"}});
+  EXPECT_EQ(server.ask(kInitialize), kWelcome);
+}
+
+TEST(Process, ListsAllToolsInItsVeryFirstReply) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  const std::string reply = server.ask(R"({"id":1,"method":"tools/list","params":{"cursor":"5"}})");
+  EXPECT_THAT(reply,
+              testing::StartsWith(R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": [{"description": )"));
+  std::size_t tools = 0;
+  for (std::size_t at = reply.find("\"inputSchema\""); at != std::string::npos;
+       at = reply.find("\"inputSchema\"", at + 1)) {
+    ++tools;
+  }
+  EXPECT_EQ(tools, 34U);
+}
+
+TEST(Process, StaysSilentAndIdleWhenItsInputEndsAtOnce) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  server.closeInput();
+  expectSilentAndIdle(server);
+}
+
+TEST(Process, IsIdleBeforeTheFirstMessage) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  expectSilentAndIdle(server);
+}
+
+TEST(Process, LetsGoOfTheHostAndStaysWhenItsInputEnds) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  ServerProcess server({.socketFolder = folder.path()});
+  host.accept();
+  EXPECT_EQ(server.ask(kInitialize), kWelcome);
+  server.closeInput();
+  host.readLine();
+  EXPECT_TRUE(host.ended());
+  expectSilentAndIdle(server);
+}
+
+TEST(Process, ConnectsToTheHostBeforeAnyMessage) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  ServerProcess server({.socketFolder = folder.path()});
+  host.accept();  // throws if nobody comes
+  EXPECT_TRUE(server.isAlive());
+}
+
+TEST(Process, EndsByTheDefaultActionOfSigterm) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  EXPECT_EQ(server.ask(kInitialize), kWelcome);
+  server.signal(SIGTERM);
+  const int status = server.waitForEnd();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+}
+
+TEST(StandardInput, ThatIsAFolderIsReportedAndTheProcessLives) {
+  const TemporaryFolder folder;
+  const int descriptor = ::open(folder.path().c_str(), O_RDONLY | O_CLOEXEC);
+  ServerProcess server({.socketFolder = folder.path(), .standardInput = descriptor});
+  EXPECT_EQ(server.waitForDiagnostic("\n"), "read(stdin) error: Is a directory\n");
+  server.waitUntilIdle();
+  EXPECT_TRUE(server.isAlive());
+  EXPECT_EQ(server.pendingOutput(), "");
+  ::close(descriptor);
+}
+
+TEST(StandardInput, ThatIsAFileIsServedToItsEnd) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/input";
+  const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const std::string text =
+      std::string(kInitialize) + "\r\n\n \t\r\n{\"id\":2,\"method\":\"notifications/initialized\"}";
+  ASSERT_EQ(::write(descriptor, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  ::lseek(descriptor, 0, SEEK_SET);
+  ServerProcess server({.socketFolder = folder.path(), .standardInput = descriptor});
+  EXPECT_EQ(server.readLine(), kWelcome);
+  expectSilentAndIdle(server);
+  ::close(descriptor);
+}
+
+TEST(StandardOutput, ThatIsFullIsReportedForEachMessageAndTheProcessLives) {
+  const TemporaryFolder folder;
+  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ServerProcess server({.socketFolder = folder.path(), .standardOutput = full});
+  const std::string line = "write(stdout) error: No space left on device\n";
+  server.writeLine(kInitialize);
+  EXPECT_EQ(server.waitForDiagnostic(line), line);
+  server.writeLine(kInitialize);
+  EXPECT_EQ(server.waitForDiagnostic(line + line), line + line);
+  EXPECT_TRUE(server.isAlive());
+  ::close(full);
+}
+
+// --- pieces ---
+
+/// Waits until the server has taken everything out of the pipe.
+void waitUntilRead(int pipe) {
+  waitUntil(
+      [pipe] {
+        int left = 0;
+        ::ioctl(pipe, FIONREAD, &left);
+        return left == 0;
+      },
+      "the server to read");
+}
+
+const std::string kSession = std::string(kInitialize) + "\r\n" + R"({"id":2,"method":"ping"})" +
+                             "\n\n  \t\r\n" + R"({"method":"notifications/initialized"})" + "\n[1,]\n" +
+                             R"({"id":"\u00e9é","method":5})" + "\r\r\n\v\n";
+const std::vector<std::string> kSessionReplies = {
+    kWelcome,
+    R"({"error": {"code": -32601, "data": "ping", "message": "Method not found"}, "id": 2, "jsonrpc": "2.0"})",
+    R"x({"error": {"code": -32700, "data": "expected value, got ']' (93)", "message": "Parse error"}, )x"
+    R"("id": null, "jsonrpc": "2.0"})",
+    R"({"error": {"code": -32600, "data": "Missing method", "message": "Invalid Request"}, "id": "éé", )"
+    R"("jsonrpc": "2.0"})",
+    R"x({"error": {"code": -32700, "data": "expected value, got (11)", "message": "Parse error"}, "id": null, )x"
+    R"("jsonrpc": "2.0"})",
+};
+
+void expectSessionReplies(ServerProcess& server) {
+  for (const std::string& reply : kSessionReplies) ASSERT_EQ(server.readLine(), reply);
+}
+
+TEST(Pieces, OfASessionCutAtEveryOffsetDrawTheSameReplies) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  for (std::size_t cut = 0; cut <= kSession.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    server.write(kSession.substr(0, cut));
+    waitUntilRead(server.inputPipe());
+    server.write(kSession.substr(cut));
+    expectSessionReplies(server);
+  }
+}
+
+TEST(Pieces, OfOneByteDrawTheSameReplies) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  for (const char byte : kSession) {
+    server.write(std::string_view(&byte, 1));
+    waitUntilRead(server.inputPipe());
+  }
+  expectSessionReplies(server);
+}
+
+TEST(Pieces, OfEverySizeAround4096DrawTheSameReplies) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 4098U, 8191U, 8192U, 8193U}) {
+    SCOPED_TRACE(size);
+    // The first line is as long as the piece; the session comes behind it at once.
+    const std::string head = R"({"id":0,"method":")";
+    const std::string method(size - head.size() - 3, 'm');
+    server.write(head + method + "\"}\n" + kSession);
+    EXPECT_EQ(server.readLine(), R"({"error": {"code": -32601, "data": ")" + method +
+                                     R"(", "message": "Method not found"}, "id": 0, "jsonrpc": "2.0"})");
+    expectSessionReplies(server);
+  }
+}
+
+// --- locale ---
+
+TEST(Locale, WithADecimalCommaChangesNoNumber) {
+  const TemporaryFolder folder;
+  const std::string locales = folder.path() + "/locales";
+  const std::string make = "mkdir " + locales + " && localedef -i de_DE -f UTF-8 " + locales + "/de_DE.UTF-8";
+  ASSERT_EQ(std::system(make.c_str()), 0) << "localedef and its data (Debian: locales) are needed";
+  ScriptedHost host(folder.socketPath());
+  ServerProcess server(
+      {.socketFolder = folder.path(), .environment = {"LOCPATH=" + locales, "LC_ALL=de_DE.UTF-8"}});
+  host.accept();
+  server.writeLine(R"({"id":1.5,"method":"tools/call","params":{"name":"list_bookmarks"}})");
+  host.readLine();
+  host.reply(R"({"success":true,"result":[0.1,1e300,-2.5e-7,5e-324]})");
+  EXPECT_EQ(
+      server.readLine(),
+      R"({"id": 1.5, "jsonrpc": "2.0", "result": {"content": [{"text": )"
+      R"("[0.10000000000000001, 1.0000000000000001e+300, -2.4999999999999999e-07, 4.9406564584124654e-324]", )"
+      R"("type": "text"}]}})");
+}
+
+}  // namespace
