@@ -1,0 +1,390 @@
+// Messages and their replies, compared as whole lines.
+
+#include "mcp/json_rpc.h"
+
+#include "support/recording_transport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using json11::Json;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr const char* kNoTools = R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": []}})";
+
+std::string welcome(const std::string& id) {
+  return R"({"id": )" + id +
+         R"(, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, )"
+         R"("protocolVersion": "2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "1.0.0"}}})";
+}
+
+std::string parseError(const std::string& data) {
+  return R"({"error": {"code": -32700, "data": ")" + data +
+         R"(", "message": "Parse error"}, "id": null, "jsonrpc": "2.0"})";
+}
+
+constexpr const char* kNotAnObject =
+    R"({"error": {"code": -32700, "message": "Parse error"}, "id": null, "jsonrpc": "2.0"})";
+
+std::string missingMethod(const std::string& id) {
+  return R"({"error": {"code": -32600, "data": "Missing method", "message": "Invalid Request"}, "id": )" +
+         id + R"(, "jsonrpc": "2.0"})";
+}
+
+std::string unknownMethod(const std::string& method, const std::string& id) {
+  return R"({"error": {"code": -32601, "data": ")" + method + R"(", "message": "Method not found"}, "id": )" +
+         id + R"(, "jsonrpc": "2.0"})";
+}
+
+std::string missingName(const std::string& id) {
+  return R"({"error": {"code": -32602, "data": "Missing params.name", "message": "Invalid params"}, "id": )" +
+         id + R"(, "jsonrpc": "2.0"})";
+}
+
+std::string toolError(const std::string& message, const std::string& id = "4") {
+  return R"({"error": {"code": -32000, "message": ")" + message + R"("}, "id": )" + id +
+         R"(, "jsonrpc": "2.0"})";
+}
+
+std::string toolResult(const std::string& text, const std::string& id = "4") {
+  return R"({"id": )" + id + R"(, "jsonrpc": "2.0", "result": {"content": [{"text": ")" + text +
+         R"(", "type": "text"}]}})";
+}
+
+struct MessageRow {
+  const char* label;
+  std::string line;
+  std::string reply;
+};
+
+/// Expects each line to be answered, by a server without tools, with exactly one reply.
+void expectReplies(const std::vector<MessageRow>& rows) {
+  for (const MessageRow& row : rows) {
+    McpServer server;
+    handleMessage(server, row.line);
+    EXPECT_THAT(server.sent, ElementsAre(row.reply)) << row.label << ": " << row.line;
+  }
+}
+
+// --- the envelopes ---
+
+TEST(SendResult, BuildsTheResultEnvelope) {
+  McpServer server;
+  sendResult(server, 7, Json::object{{"b", 1}, {"a", 2}});
+  sendResult(server, "x", nullptr);
+  EXPECT_THAT(server.sent, ElementsAre(R"({"id": 7, "jsonrpc": "2.0", "result": {"a": 2, "b": 1}})",
+                                       R"({"id": "x", "jsonrpc": "2.0", "result": null})"));
+}
+
+TEST(SendError, BuildsTheErrorEnvelopeWithData) {
+  McpServer server;
+  sendError(server, 7, -32000, "message", "data");
+  EXPECT_THAT(server.sent, ElementsAre(R"({"error": {"code": -32000, "data": "data", "message": "message"}, )"
+                                       R"("id": 7, "jsonrpc": "2.0"})"));
+}
+
+TEST(SendError, LeavesEmptyDataOut) {
+  McpServer server;
+  sendError(server, nullptr, 5, "", "");
+  sendError(server, nullptr, 5, "");
+  const char* const reply = R"({"error": {"code": 5, "message": ""}, "id": null, "jsonrpc": "2.0"})";
+  EXPECT_THAT(server.sent, ElementsAre(reply, reply));
+}
+
+TEST(SendError, WritesTheCodeAsAPlainInteger) {
+  McpServer server;
+  sendError(server, 1, -2147483647 - 1, "m");
+  EXPECT_THAT(server.sent,
+              ElementsAre(R"({"error": {"code": -2147483648, "message": "m"}, "id": 1, "jsonrpc": "2.0"})"));
+}
+
+// --- what is no request ---
+
+TEST(HandleMessage, AnswersWhatIsNotJsonWithTheParsersMessage) {
+  expectReplies({
+      {"unended object", "{", parseError("unexpected end of input")},
+      {"letter", "x", parseError("expected value, got 'x' (120)")},
+      {"vertical tab", "\v", parseError("expected value, got (11)")},
+      {"trailing text", "{} x", parseError("unexpected trailing 'x' (120)")},
+      {"two messages", R"({"id":1,"method":"a"}{"id":2,"method":"b"})",
+       parseError("unexpected trailing '{' (123)")},
+      {"comment", R"({"id":1,"method":"a"} // c)", parseError("unexpected trailing '/' (47)")},
+      {"comment before", R"(/**/{"id":1,"method":"a"})", parseError("expected value, got '/' (47)")},
+      {"quotation mark in the message", "{1:2}", parseError(R"(expected '\"' in object, got '1' (49))")},
+      {"zero byte", "\0"s, parseError("expected value, got (0)")},
+      {"high byte", "\xC3", parseError("expected value, got (-61)")},
+      {"trailing number", "[] 5", parseError("unexpected trailing '5' (53)")},
+      {"bad escape", R"({"id":"\u12"})", parseError(R"(bad \\u escape: 12\"})")},
+  });
+}
+
+TEST(HandleMessage, AnswersWhatIsNotAnObjectWithoutData) {
+  expectReplies({
+      {"empty batch", "[]", kNotAnObject},
+      {"batch", R"([{"id":1,"method":"initialize"},{"id":2,"method":"tools/list"}])", kNotAnObject},
+      {"string", "\"initialize\"", kNotAnObject},
+      {"number", "5", kNotAnObject},
+      {"true", "true", kNotAnObject},
+      {"false", "false", kNotAnObject},
+      {"null", "null", kNotAnObject},
+  });
+}
+
+TEST(HandleMessage, NeedsAMethod) {
+  expectReplies({
+      {"missing", R"({"id": 3})", missingMethod("3")},
+      {"number", R"({"id": 3, "method": 5})", missingMethod("3")},
+      {"empty", R"({"id": 3, "method": ""})", missingMethod("3")},
+      {"null", R"({"id": "a", "method": null})", missingMethod("\"a\"")},
+      {"array", R"({"id": 3, "method": ["initialize"]})", missingMethod("3")},
+      {"empty object", "{}", missingMethod("null")},
+      {"without id", R"({"params": {}})", missingMethod("null")},
+      {"a reply", R"({"id": 3, "jsonrpc": "2.0", "result": {}})", missingMethod("3")},
+  });
+}
+
+TEST(HandleMessage, RefusesUnknownMethods) {
+  expectReplies({
+      {"ping", R"({"method": "ping", "id": 7})", unknownMethod("ping", "7")},
+      {"other case", R"({"method": "Initialize", "id": 7})", unknownMethod("Initialize", "7")},
+      {"other case of the list", R"({"method": "tools/List", "id": 7})", unknownMethod("tools/List", "7")},
+      {"longer", R"({"method": "initialized", "id": 7})", unknownMethod("initialized", "7")},
+      {"shorter", R"({"method": "tools", "id": 7})", unknownMethod("tools", "7")},
+      {"blank behind", R"({"method": "initialize ", "id": 7})", unknownMethod("initialize ", "7")},
+      {"zero behind", R"({"method": "initialize\u0000", "id": 7})", unknownMethod("initialize\\u0000", "7")},
+      {"only a blank", R"({"method": " ", "id": 7})", unknownMethod(" ", "7")},
+      {"other notification", R"({"method": "notifications/cancelled"})",
+       unknownMethod("notifications/cancelled", "null")},
+      {"accepted notification in capitals", R"({"method": "notifications/Initialized"})",
+       unknownMethod("notifications/Initialized", "null")},
+      {"resources", R"({"method": "resources/list", "id": 7})", unknownMethod("resources/list", "7")},
+      {"control character", R"({"method": "a\nb", "id": 7})", unknownMethod("a\\nb", "7")},
+  });
+}
+
+TEST(HandleMessage, NeverReadsTheVersionMember) {
+  expectReplies({
+      {"1.0", R"({"jsonrpc": "1.0", "method": "initialize", "id": "a"})", welcome("\"a\"")},
+      {"missing", R"({"method": "initialize", "id": "a"})", welcome("\"a\"")},
+      {"no string", R"({"jsonrpc": {}, "method": "initialize", "id": "a"})", welcome("\"a\"")},
+  });
+}
+
+TEST(HandleMessage, EchoesEveryId) {
+  const auto ask = [](const std::string& id) { return R"({"id":)" + id + R"(,"method":"initialize"})"; };
+  expectReplies({
+      {"number", ask("5"), welcome("5")},
+      {"fraction", ask("1.5"), welcome("1.5")},
+      {"fraction that is not exact", ask("0.1"), welcome("0.10000000000000001")},
+      {"highest unsigned 64-bit", ask("18446744073709551615"), welcome("18446744073709551615")},
+      {"beyond it", ask("18446744073709551616"), welcome("18446744073709551615")},
+      {"ten digits", ask("1234567890"), welcome("1234567890")},
+      {"exponent", ask("1e3"), welcome("1000")},
+      {"lost exponent", ask("5000000e10"), welcome("5000000")},
+      {"infinite", ask("1e999"), welcome("null")},
+      {"string", ask("\"a\""), welcome("\"a\"")},
+      {"string with escapes", ask(R"("\u0041\/\u2028")"), welcome(R"("A/\u2028")")},
+      {"null", ask("null"), welcome("null")},
+      {"boolean", ask("false"), welcome("false")},
+      {"array", ask("[1,2]"), welcome("[1, 2]")},
+      {"object", ask(R"({"b":1,"a":[]})"), welcome(R"({"a": [], "b": 1})")},
+      {"missing", R"({"method":"initialize"})", welcome("null")},
+  });
+}
+
+TEST(HandleMessage, EchoesTheIdInEveryKindOfError) {
+  expectReplies({
+      {"no method", R"({"id": [1.5]})", missingMethod("[1.5]")},
+      {"unknown method", R"({"id": {"a": 1}, "method": "x"})", unknownMethod("x", "{\"a\": 1}")},
+      {"no tool name", R"({"id": true, "method": "tools/call"})", missingName("true")},
+      {"unknown tool", R"({"id": "i", "method": "tools/call", "params": {"name": "x"}})",
+       toolError("Unknown tool: x", "\"i\"")},
+  });
+}
+
+TEST(HandleMessage, TakesTheLastOfRepeatedMembers) {
+  expectReplies({{"method and id", R"({"id":1,"method":"x","method":"tools/list","id":1})", kNoTools},
+                 {"escaped method name", R"({"id":1,"method":"tools\/\u006cist"})", kNoTools}});
+}
+
+TEST(HandleMessage, AcceptsTheInitializedNotificationInSilence) {
+  for (const char* const line :
+       {R"({"jsonrpc": "2.0", "method": "notifications/initialized"})",
+        R"({"method": "notifications/initialized", "id": 9})",
+        R"({"method": "notifications/initialized", "id": null, "params": {"x": [1]}})"}) {
+    McpServer server;
+    handleMessage(server, line);
+    EXPECT_THAT(server.sent, IsEmpty()) << line;
+  }
+}
+
+TEST(HandleMessage, RemembersNothing) {
+  McpServer server;
+  handleMessage(server, R"({"id":1,"method":"tools/list"})");  // before initialize
+  handleMessage(server, R"({"id":2,"method":"initialize"})");
+  handleMessage(server, "{");
+  handleMessage(server, R"({"id":2,"method":"initialize"})");  // again, with the same id
+  handleMessage(server, R"({"id":1,"method":"tools/list"})");
+  EXPECT_THAT(server.sent, ElementsAre(kNoTools, welcome("2"), parseError("unexpected end of input"),
+                                       welcome("2"), kNoTools));
+}
+
+// --- initialize, tools/list ---
+
+TEST(HandleInitialize, IgnoresItsParams) {
+  expectReplies({
+      {"other version", R"({"id":1,"method":"initialize","params":{"protocolVersion":"1999-01-01"}})",
+       welcome("1")},
+      {"array", R"({"id":1,"method":"initialize","params":[1,2]})", welcome("1")},
+      {"null", R"({"id":1,"method":"initialize","params":null})", welcome("1")},
+  });
+}
+
+TEST(HandleInitialize, MayBeCalledByItself) {
+  McpServer server;
+  handleInitialize(server, "i");
+  EXPECT_THAT(server.sent, ElementsAre(welcome("\"i\"")));
+}
+
+TEST(HandleToolsList, GivesTheWholeListWhateverItsParams) {
+  McpServer server;
+  for (const char* const name : {"z", "a"}) {
+    const Tool tool{.name = name, .description = "d", .inputSchema = Json::object{}};
+    registerTool(server.registry, tool, [](const Json&, std::string&) { return Json(); });
+  }
+  for (const char* const params : {"", R"(,"params":{"cursor":"1"})", R"(,"params":[])", R"(,"params":{})"}) {
+    server.sent.clear();
+    handleMessage(server, R"({"id":1,"method":"tools/list")" + std::string(params) + "}");
+    EXPECT_THAT(server.sent, ElementsAre(R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": [)"
+                                         R"({"description": "d", "inputSchema": {}, "name": "z"}, )"
+                                         R"({"description": "d", "inputSchema": {}, "name": "a"}]}})"));
+  }
+}
+
+// --- tools/call ---
+
+/// A server whose tool "t" keeps its arguments, gives `result` and sets `error`.
+class HandleToolsCall : public testing::Test {
+ protected:
+  HandleToolsCall() {
+    registerTool(server_.registry, {.name = "t", .description = "", .inputSchema = Json()},
+                 [this](const Json& arguments, std::string& error) {
+                   arguments_.push_back(arguments.dump());
+                   errorOnEntry_ += error;
+                   if (!error_.empty()) error = error_;
+                   return result_;
+                 });
+  }
+
+  /// Handles a call with these params as id 4; returns its one reply.
+  std::string reply(const std::string& params) {
+    server_.sent.clear();
+    handleMessage(server_, R"({"id":4,"method":"tools/call","params":)" + params + "}");
+    EXPECT_EQ(server_.sent.size(), 1U);
+    return server_.sent.empty() ? "" : server_.sent[0];
+  }
+
+  std::string replyFor(const Json& result) {
+    result_ = result;
+    return reply(R"({"name":"t"})");
+  }
+
+  McpServer server_;
+  Json result_ = "done";
+  std::string error_;
+  std::string errorOnEntry_;
+  std::vector<std::string> arguments_;
+};
+
+TEST_F(HandleToolsCall, NeedsAName) {
+  for (const char* const params :
+       {"{}", R"({"name":5})", R"({"name":""})", R"({"name":null})", R"({"name":["t"]})", R"(["t"])", "null",
+        "\"t\"", R"({"Name":"t"})", R"({"arguments":{"name":"t"}})"}) {
+    EXPECT_EQ(reply(params), missingName("4")) << params;
+  }
+  EXPECT_THAT(arguments_, IsEmpty());
+}
+
+TEST_F(HandleToolsCall, NeedsParams) {
+  handleMessage(server_, R"({"id":4,"method":"tools/call","name":"t"})");
+  EXPECT_THAT(server_.sent, ElementsAre(missingName("4")));
+}
+
+TEST_F(HandleToolsCall, RefusesUnknownTools) {
+  EXPECT_EQ(reply(R"({"name":"x"})"), toolError("Unknown tool: x"));
+  EXPECT_EQ(reply(R"({"name":"T"})"), toolError("Unknown tool: T"));
+  EXPECT_EQ(reply(R"({"name":"t\u0000"})"), toolError("Unknown tool: t\\u0000"));
+  EXPECT_EQ(reply(R"({"name":"\n\"","arguments":{}})"), toolError("Unknown tool: \\n\\\""));
+  EXPECT_THAT(arguments_, IsEmpty());
+}
+
+TEST_F(HandleToolsCall, HandsOverTheArguments) {
+  reply(R"({"name":"t","arguments":{"b":[1],"a":18446744073709551615}})");
+  EXPECT_THAT(arguments_, ElementsAre(R"({"a": 18446744073709551615, "b": [1]})"));
+}
+
+TEST_F(HandleToolsCall, HandsOverAnEmptyObjectForAnythingElse) {
+  for (const char* const arguments :
+       {"", R"(,"arguments":null)", R"(,"arguments":[1])", R"(,"arguments":"x")", R"(,"arguments":5)",
+        R"(,"arguments":true)", R"(,"arguments":{})"}) {
+    EXPECT_EQ(reply(R"({"name":"t")" + std::string(arguments) + "}"), toolResult("done")) << arguments;
+  }
+  EXPECT_THAT(arguments_, testing::AllOf(testing::SizeIs(7), testing::Each("{}")));
+}
+
+TEST_F(HandleToolsCall, StartsWithAnEmptyErrorText) {
+  error_ = "failed";
+  reply(R"({"name":"t"})");
+  reply(R"({"name":"t"})");
+  EXPECT_EQ(errorOnEntry_, "");
+}
+
+TEST_F(HandleToolsCall, PassesAStringThroughUnquoted) {
+  EXPECT_EQ(replyFor("plain"), toolResult("plain"));
+  EXPECT_EQ(replyFor(""), toolResult(""));
+  EXPECT_EQ(replyFor("{\"b\":1,\"a\":2}"), toolResult(R"({\"b\":1,\"a\":2})"));
+  EXPECT_EQ(replyFor("line\nline\xE2\x80\xA8\x7F"), toolResult("line\\nline\\u2028\x7F"));
+}
+
+TEST_F(HandleToolsCall, SerialisesAnythingElse) {
+  EXPECT_EQ(replyFor(Json::object{{"b", 1}, {"a", "x"}}), toolResult(R"({\"a\": \"x\", \"b\": 1})"));
+  EXPECT_EQ(replyFor(Json::array{1, "two"}), toolResult(R"([1, \"two\"])"));
+  EXPECT_EQ(replyFor(nullptr), toolResult("null"));
+  EXPECT_EQ(replyFor(42), toolResult("42"));
+  EXPECT_EQ(replyFor(1.5), toolResult("1.5"));
+  EXPECT_EQ(replyFor(18446744073709551615UL), toolResult("18446744073709551615"));
+  EXPECT_EQ(replyFor(true), toolResult("true"));
+  // Escaped twice: as a string of the result, and as a part of the text.
+  EXPECT_EQ(replyFor(Json::array{"\n"}), toolResult(R"([\"\\n\"])"));
+}
+
+TEST_F(HandleToolsCall, AnswersAnErrorTextWithAnErrorAloneAndWithoutData) {
+  error_ = "it \"failed\"";
+  EXPECT_EQ(replyFor("a value beside it"), toolError(R"(it \"failed\")"));
+  EXPECT_EQ(replyFor(nullptr), toolError(R"(it \"failed\")"));
+}
+
+TEST_F(HandleToolsCall, TakesAnyNonEmptyErrorTextForAFailure) {
+  error_ = " ";
+  EXPECT_EQ(replyFor("x"), toolError(" "));
+}
+
+TEST_F(HandleToolsCall, MayBeCalledByItself) {
+  handleToolsCall(server_, "i", Json::object{{"name", "t"}});
+  EXPECT_THAT(server_.sent, ElementsAre(toolResult("done", "\"i\"")));
+}
+
+TEST_F(HandleToolsCall, NeverSendsMoreThanOneReply) {
+  const std::string large(3000000, 'x');
+  EXPECT_EQ(replyFor(large), toolResult(large));
+}
+
+}  // namespace
