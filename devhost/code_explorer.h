@@ -74,6 +74,9 @@ class CodeExplorer {
   void addSymbols();
   void sweepSymbols();
   void addPointers();
+  void addPointersIn(const FileRange& range);
+  void addUnlessKnown(Place place);
+  Place placeOf(std::uint64_t pointer) const;
   void addEntry(Place place);
   void follow(Place place);
   void followRun(Place place);
@@ -83,6 +86,7 @@ class CodeExplorer {
   void addTableJump(std::uint64_t from, std::uint64_t to);
   bool neverReturns(std::uint64_t callee) const;
   bool isMarkedAsData(std::uint64_t address) const;
+  bool isStub(std::uint64_t address) const;
   bool isMapped(std::uint64_t address) const;
 
   const BinaryImage& image_;
