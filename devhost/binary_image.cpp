@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -462,10 +461,9 @@ std::optional<BinaryImage> readImage(const std::vector<std::uint8_t>& file, std:
   try {
     const std::unique_ptr<LIEF::Binary> binary = LIEF::Parser::parse(file);
     if (binary != nullptr) return describe(*binary, file, error);
-    error = "is no ELF, PE or Mach-O file";
-  } catch (const std::exception&) {
-    // The parser's own words are several lines long and speak of its insides.
-    error = "is no ELF, PE or Mach-O file that can be read";
+  } catch (const LIEF::exception&) {
+    // Its own words are several lines long and speak of its insides.
   }
+  error = "is no ELF, PE or Mach-O file that can be read";
   return std::nullopt;
 }

@@ -202,17 +202,24 @@ void CodeExplorer::sweepSymbols() {
   }
 }
 
-/// Procedures that nothing calls by name: their address is passed around, or stands in a table.
+/// Procedures that nothing calls by name: their address is passed around, or stands in a table. What code
+/// does comes first, for it tells most surely; a number in data that looks like a pointer may be the case of
+/// a switch.
 void CodeExplorer::addPointers() {
+  addFormedAddresses();
   for (const std::uint64_t pointer : image_.codePointers)
     addUnlessKnown(placeOf(pointer));
-  if (!image_.positionIndependent) {
-    for (const FileRange& range : image_.data)
-      addPointersIn(range);
-  }
+  addFormedAddresses();
+  if (image_.positionIndependent) return;
+  for (const FileRange& range : image_.data)
+    addPointersIn(range);
+  addFormedAddresses();
+}
+
+void CodeExplorer::addFormedAddresses() {
   // The list grows while new code is decoded.
-  for (std::size_t i = 0; i < formedCodeAddresses_.size(); ++i) {
-    const Place place = formedCodeAddresses_[i];
+  for (; formedDone_ < formedCodeAddresses_.size(); ++formedDone_) {
+    const Place place = formedCodeAddresses_[formedDone_];
     addUnlessKnown(place);
   }
 }
@@ -224,6 +231,8 @@ void CodeExplorer::addPointersIn(const FileRange& range) {
   const std::uint64_t width = wide ? 8 : 4;
   for (std::uint64_t cell = (range.start + width - 1) / width * width; cell + width <= range.end;
        cell += width) {
+    // Before it is filled in, an import's cell points back into the stubs.
+    if (image_.importSlotAt(cell) != nullptr) continue;
     const auto pointer = bytes_.number(cell, width);
     if (pointer) addUnlessKnown(placeOf(*pointer));
   }

@@ -75,6 +75,7 @@ class CodeExplorer {
   void sweepSymbols();
   void addPointers();
   void addPointersIn(const FileRange& range);
+  void addFormedAddresses();
   void addUnlessKnown(Place place);
   Place placeOf(std::uint64_t pointer) const;
   void addEntry(Place place);
@@ -99,6 +100,7 @@ class CodeExplorer {
   std::vector<Reference> tableJumps_;
   std::vector<std::uint64_t> entries_;
   std::vector<Place> formedCodeAddresses_;
+  std::size_t formedDone_ = 0;  ///< how many of them have been followed
   std::vector<std::uint64_t> neverReturning_;
   std::vector<StackUse> stackUses_;
   std::vector<std::uint64_t> framePointerSetters_;
