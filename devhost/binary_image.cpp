@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -328,7 +327,7 @@ void addMachORanges(Draft& draft, const LIEF::MachO::Binary& macho) {
   constexpr std::uint32_t kInstructions = 0x80000400;
   for (const LIEF::MachO::Section& section : macho.sections()) {
     const std::uint64_t end = addSaturated(section.address(), section.size());
-    const bool code = (section.flags() & kInstructions) != 0;
+    const bool code = (section.raw_flags() & kInstructions) != 0;
     draft.addRange(code ? draft.image.code : draft.image.data, section.address(), end);
     if (code && section.type() == LIEF::MachO::MACHO_SECTION_TYPES::S_SYMBOL_STUBS) {
       draft.addRange(draft.image.stubs, section.address(), end);
@@ -340,6 +339,8 @@ void addMachORanges(Draft& draft, const LIEF::MachO::Binary& macho) {
 void readMachO(Draft& draft, const LIEF::MachO::Binary& macho) {
   addMachOSegments(draft, macho);
   addMachORanges(draft, macho);
+  // Its 64-bit code always reaches addresses from where it is.
+  draft.image.positionIndependent = draft.image.architecture != Architecture::kX86;
   if (macho.has_entrypoint()) draft.image.entryPoint = macho.entrypoint();
   for (const LIEF::MachO::Symbol& symbol : macho.symbols()) {
     // Bits of a symbol's type: set for a debugger's entry, and for one that is defined in a section.
@@ -366,9 +367,8 @@ void readMachO(Draft& draft, const LIEF::MachO::Binary& macho) {
 
 /// For a file without sections, or whose sections are no use: the segments say what is code and what is data.
 void addRangesOfSegments(Draft& draft) {
-  const bool sectionsTold = !draft.image.code.empty();
+  if (!draft.image.code.empty()) return;
   for (const Segment& segment : draft.image.segments) {
-    if (sectionsTold && !segment.sections.empty()) continue;
     draft.addRange(segment.executable ? draft.image.code : draft.image.data, segment.start, segment.end);
   }
 }
@@ -461,10 +461,9 @@ std::optional<BinaryImage> readImage(const std::vector<std::uint8_t>& file, std:
   try {
     const std::unique_ptr<LIEF::Binary> binary = LIEF::Parser::parse(file);
     if (binary != nullptr) return describe(*binary, file, error);
-    error = "is no ELF, PE or Mach-O file";
-  } catch (const std::exception&) {
-    // The parser's own words are several lines long and speak of its insides.
-    error = "is no ELF, PE or Mach-O file that can be read";
+  } catch (const LIEF::exception&) {
+    // Its own words are several lines long and speak of its insides.
   }
+  error = "is no ELF, PE or Mach-O file that can be read";
   return std::nullopt;
 }

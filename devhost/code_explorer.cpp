@@ -158,6 +158,11 @@ bool CodeExplorer::neverReturns(std::uint64_t callee) const {
   return std::ranges::binary_search(neverReturning_, callee);
 }
 
+bool CodeExplorer::isStub(std::uint64_t address) const {
+  const auto after = std::ranges::upper_bound(image_.stubs, address, {}, &FileRange::start);
+  return after != image_.stubs.begin() && address < std::prev(after)->end;
+}
+
 bool CodeExplorer::isMarkedAsData(std::uint64_t address) const {
   const auto after = std::ranges::upper_bound(image_.codeMarks, address, {}, &CodeMark::address);
   return after != image_.codeMarks.begin() && std::prev(after)->kind == CodeMark::Kind::kData;
@@ -197,22 +202,52 @@ void CodeExplorer::sweepSymbols() {
   }
 }
 
-/// Procedures that nothing calls by name: their address is passed around, or stands in a table.
+/// Procedures that nothing calls by name: their address is passed around, or stands in a table. What code
+/// does comes first, for it tells most surely; a number in data that looks like a pointer may be the case of
+/// a switch.
 void CodeExplorer::addPointers() {
-  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
-  const auto enter = [&](Place place) {
-    if (!map_.isFree(place.address, 1)) return;
-    addEntry(place);
-    follow(place);
-  };
-  for (const std::uint64_t pointer : image_.codePointers) {
-    enter({pointer & ~thumbBit, (pointer & thumbBit) != 0});
-  }
+  addFormedAddresses();
+  for (const std::uint64_t pointer : image_.codePointers)
+    addUnlessKnown(placeOf(pointer));
+  addFormedAddresses();
+  if (image_.positionIndependent) return;
+  for (const FileRange& range : image_.data)
+    addPointersIn(range);
+  addFormedAddresses();
+}
+
+void CodeExplorer::addFormedAddresses() {
   // The list grows while new code is decoded.
-  for (std::size_t i = 0; i < formedCodeAddresses_.size(); ++i) {
-    const Place place = formedCodeAddresses_[i];
-    enter(place);
+  for (; formedDone_ < formedCodeAddresses_.size(); ++formedDone_) {
+    const Place place = formedCodeAddresses_[formedDone_];
+    addUnlessKnown(place);
   }
+}
+
+/// Where the loader relocates nothing, only their looks tell pointers from other numbers.
+void CodeExplorer::addPointersIn(const FileRange& range) {
+  const bool wide =
+      image_.architecture == Architecture::kX8664 || image_.architecture == Architecture::kArm64;
+  const std::uint64_t width = wide ? 8 : 4;
+  for (std::uint64_t cell = (range.start + width - 1) / width * width; cell + width <= range.end;
+       cell += width) {
+    // Before it is filled in, an import's cell points back into the stubs.
+    if (image_.importSlotAt(cell) != nullptr) continue;
+    const auto pointer = bytes_.number(cell, width);
+    if (pointer) addUnlessKnown(placeOf(*pointer));
+  }
+}
+
+/// The lowest bit of a pointer to code says on 32-bit Arm that the code is Thumb.
+CodeExplorer::Place CodeExplorer::placeOf(std::uint64_t pointer) const {
+  if (image_.architecture != Architecture::kArm) return {pointer, false};
+  return {pointer & ~std::uint64_t{1}, (pointer & 1) != 0};
+}
+
+void CodeExplorer::addUnlessKnown(Place place) {
+  if (!map_.isFree(place.address, 1)) return;
+  addEntry(place);
+  follow(place);
 }
 
 void CodeExplorer::follow(Place place) {
@@ -226,6 +261,7 @@ void CodeExplorer::follow(Place place) {
 
 void CodeExplorer::followRun(Place place) {
   Run run;
+  if (isStub(place.address)) run.known = disassembler_.valuesInStubs();
   while (map_.isFree(place.address, 1) && !isMarkedAsData(place.address)) {
     std::optional<Decoded> decoded = disassembler_.decode(place.address, place.thumb, run.known);
     if (!decoded || !map_.isFree(place.address, decoded->size)) return;
@@ -262,14 +298,14 @@ void CodeExplorer::record(Decoded& decoded, Run& run) {
 void CodeExplorer::recordReferences(const Decoded& decoded) {
   Instruction instruction{
       .address = decoded.address, .size = decoded.size, .flow = decoded.flow, .thumb = decoded.thumb};
-  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
   for (const std::uint64_t address : {decoded.target, decoded.reference, decoded.immediate}) {
     const bool isTarget = address == decoded.target;
-    const std::uint64_t to = isTarget || !image_.isCode(address) ? address : address & ~thumbBit;
-    if (!isMapped(to)) continue;
-    references_.push_back({to, decoded.address});
-    if (instruction.target == kNoAddress) instruction.target = to;
-    if (!isTarget && image_.isCode(to)) formedCodeAddresses_.push_back({to, (address & thumbBit) != 0});
+    const bool formsCode = !isTarget && image_.isCode(address);
+    const Place place = formsCode ? placeOf(address) : Place{address, false};
+    if (!isMapped(place.address)) continue;
+    references_.push_back({place.address, decoded.address});
+    if (instruction.target == kNoAddress) instruction.target = place.address;
+    if (formsCode) formedCodeAddresses_.push_back(place);
   }
   instructions_.push_back(instruction);
 }

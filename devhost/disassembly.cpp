@@ -232,7 +232,6 @@ std::optional<std::uint64_t> armFormedValue(const cs_insn& instruction, const De
       return low32((armProgramCounter(decoded) & ~std::uint64_t{3}) + *offset);
     }
     case ARM_INS_MOVW:
-    case ARM_INS_MOV:
       return armValue(arm, 1, decoded, known);
     case ARM_INS_MOVT: {
       const auto low = known.get(static_cast<unsigned int>(arm.operands[0].reg));
@@ -347,7 +346,7 @@ void Disassembler::readX86(Decoded& decoded, RegisterValues& known) {
   if (hasDirectTarget(decoded.flow) && x86.op_count > 0) {
     decoded.target = asAddress(x86.operands[x86.op_count - 1].imm);
     if (image_.architecture == Architecture::kX86) decoded.target = low32(decoded.target);
-    // `call` of the very next instruction only asks where the code is.
+    // `call` of the very next instruction only asks where the code is; `pop` then tells.
     if (decoded.flow == Flow::kCall && decoded.target == decoded.address + decoded.size) {
       decoded.flow = Flow::kNext;
     }
@@ -366,7 +365,17 @@ void Disassembler::readX86(Decoded& decoded, RegisterValues& known) {
     }
     return;
   }
+  if (current_->id == X86_INS_CALL && decoded.flow == Flow::kNext) {
+    known.set(X86_REG_EIP, decoded.target);
+    return;
+  }
+  const auto returnAddress = known.get(X86_REG_EIP);
+  known.forget(X86_REG_EIP);
   if (x86.op_count == 0 || x86.operands[0].type != X86_OP_REG) return;
+  if (returnAddress && current_->id == X86_INS_POP) {
+    known.set(x86.operands[0].reg, *returnAddress);
+    return;
+  }
   const x86_reg written = x86.operands[0].reg;
   const auto before = known.get(written);
   const bool adds = current_->id == X86_INS_ADD && x86.operands[1].type == X86_OP_IMM;
@@ -447,8 +456,9 @@ void Disassembler::readArm64(Decoded& decoded, RegisterValues& known) const {
       decoded.reference = offsetBy(*base, operand.mem.disp);
     } else if (operand.mem.base == ARM64_REG_SP || operand.mem.base == ARM64_REG_X29) {
       const bool stack = operand.mem.base == ARM64_REG_SP;
-      // Write-back moves the stack pointer itself: that is how frames are made, not a variable.
-      if (arm.writeback) continue;
+      // Write-back moves the stack pointer itself, and pairs are registers that are saved: no variables.
+      const bool pair = current_->id == ARM64_INS_STP || current_->id == ARM64_INS_LDP;
+      if (arm.writeback || pair) continue;
       decoded.stackBase = stack ? StackBase::kStackPointer : StackBase::kFramePointer;
       decoded.stackDisplacement = operand.mem.disp;
     }
@@ -476,11 +486,18 @@ void Disassembler::readArm(Decoded& decoded, RegisterValues& known) const {
   if (decoded.flow == Flow::kIndirectCall) known.clear();
 
   const auto formed = armFormedValue(*current_, decoded, known);
-  if (formed) decoded.immediate = *formed;
+  // Half an address is none.
+  if (formed && current_->id != ARM_INS_MOVW) decoded.immediate = *formed;
   std::optional<std::uint64_t> loaded;
   for (int i = 0; i < arm.op_count; ++i) {
     const cs_arm_op& operand = arm.operands[i];
-    if (operand.type != ARM_OP_MEM || operand.mem.index != ARM_REG_INVALID) continue;
+    if (operand.type != ARM_OP_MEM) continue;
+    if (operand.mem.index != ARM_REG_INVALID) {
+      const auto index = known.get(static_cast<unsigned int>(operand.mem.index));
+      const bool plain = operand.mem.base == ARM_REG_PC && operand.shift.type == ARM_SFT_INVALID;
+      if (index && plain) decoded.reference = low32(armProgramCounter(decoded) + *index);
+      continue;
+    }
     if (operand.mem.base == ARM_REG_PC) {
       const std::uint64_t base = armProgramCounter(decoded) & ~std::uint64_t{3};
       decoded.reference = low32(offsetBy(base, operand.mem.disp));

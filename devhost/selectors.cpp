@@ -59,8 +59,12 @@ QJsonObject describeSegment(const Segment& segment) {
 QJsonArray describeBlocks(const Analysis& analysis, const Procedure& procedure) {
   QJsonArray blocks;
   for (const BasicBlock& block : analysis.blocksOf(procedure)) {
-    blocks.append(QJsonObject{{"from", hexAddress(analysis.instructions[block.first].address)},
-                              {"to", hexAddress(analysis.instructions[block.last].address)}});
+    // Filled in piece by piece: a large library has a hundred thousand of them, and a list of members is
+    // copied.
+    QJsonObject described;
+    described.insert(QLatin1StringView("from"), hexAddress(analysis.instructions[block.first].address));
+    described.insert(QLatin1StringView("to"), hexAddress(analysis.instructions[block.last].address));
+    blocks.append(std::move(described));
   }
   return blocks;
 }
@@ -414,6 +418,10 @@ QJsonValue setNamesOfAddresses(DocumentList& documents, const QJsonArray& args, 
     // An empty key is no address: here nothing stands for the current one.
     const auto address = it.key().isEmpty() ? std::nullopt : document.addressFrom(it.key(), error);
     if (it.key().isEmpty()) error = QStringLiteral("\"\" is not an address.");
+    if (address && !it.value().isString()) {
+      error = QStringLiteral("The name of \"%1\" is not a string.").arg(it.key());
+      return {};
+    }
     if (!address || !isName(it.value().toString(), error)) return {};
     resolved.emplace_back(*address, it.value().toString());
   }
@@ -492,36 +500,44 @@ constexpr Selector kSelectors[] = {
 
 // Requests -----------------------------------------------------------------------------------------------
 
-std::vector<QJsonValue::Type> typesOf(Arguments arguments) {
+/// What an argument must be.
+struct ArgumentType {
+  QJsonValue::Type type;
+  const char* name;
+};
+constexpr ArgumentType kText = {QJsonValue::String, "a string"};
+constexpr ArgumentType kFlag = {QJsonValue::Bool, "a boolean"};
+constexpr ArgumentType kObject = {QJsonValue::Object, "an object"};
+
+std::vector<ArgumentType> typesOf(Arguments arguments) {
   switch (arguments) {
     case Arguments::kNone:
       return {};
     case Arguments::kText:
-      return {QJsonValue::String};
+      return {kText};
     case Arguments::kTextAndFlag:
-      return {QJsonValue::String, QJsonValue::Bool};
+      return {kText, kFlag};
     case Arguments::kTwoTexts:
-      return {QJsonValue::String, QJsonValue::String};
+      return {kText, kText};
     case Arguments::kTextByText:
-      return {QJsonValue::Object};
+      return {kObject};
   }
   return {};
 }
 
 bool fits(const QJsonArray& args, const Selector& selector, QString& error) {
-  const std::vector<QJsonValue::Type> types = typesOf(selector.arguments);
+  const std::vector<ArgumentType> types = typesOf(selector.arguments);
+  const QLatin1StringView name(selector.name);
   if (args.size() != static_cast<qsizetype>(types.size())) {
-    error = QStringLiteral("The request \"%1\" takes %2 arguments, not %3.")
-                .arg(QLatin1StringView(selector.name))
-                .arg(types.size())
-                .arg(args.size());
+    error = QStringLiteral("The request \"%1\" takes %2 argument%3, not %4.")
+                .arg(name, QString::number(types.size()), QLatin1StringView(types.size() == 1 ? "" : "s"),
+                     QString::number(args.size()));
     return false;
   }
   for (std::size_t i = 0; i < types.size(); ++i) {
-    if (args[static_cast<qsizetype>(i)].type() == types[i]) continue;
-    error = QStringLiteral("Argument %1 of the request \"%2\" is of the wrong type.")
-                .arg(i + 1)
-                .arg(QLatin1StringView(selector.name));
+    if (args[static_cast<qsizetype>(i)].type() == types[i].type) continue;
+    error = QStringLiteral("Argument %1 of the request \"%2\" is not %3.")
+                .arg(QString::number(i + 1), name, QLatin1StringView(types[i].name));
     return false;
   }
   return true;
