@@ -148,8 +148,7 @@ std::vector<std::uint64_t> entriesOfTailCalls(const std::vector<Instruction>& co
     if (instruction.flow != Flow::kJump && instruction.flow != Flow::kBranch) continue;
     approach(instruction.address, instruction.target, instruction.flow == Flow::kJump);
   }
-  for (const Reference& jump : tableJumps)
-    approach(jump.from, jump.to, false);
+  for (const Reference& jump : tableJumps) approach(jump.from, jump.to, false);
   std::ranges::sort(approaches, {}, &Approach::target);
 
   std::vector<std::uint64_t> found;
@@ -174,7 +173,8 @@ void collectProcedures(Analysis& analysis, std::vector<std::uint64_t> entries,
   std::ranges::copy(entriesOfTailCalls(analysis.instructions, entries, tableJumps),
                     std::back_inserter(entries));
   std::ranges::sort(entries);
-  entries.erase(std::ranges::unique(entries).begin(), entries.end());
+  const auto repeatedEntries = std::ranges::unique(entries);
+  entries.erase(repeatedEntries.begin(), repeatedEntries.end());
   for (const std::uint64_t entry : entries) {
     if (indexOf(analysis.instructions, entry)) analysis.procedures.push_back({.entry = entry});
   }
@@ -247,8 +247,7 @@ void collectNames(Analysis& analysis, const BinaryImage& image) {
   for (const Symbol& symbol : image.symbols) {
     if (!symbol.function && !symbol.name.empty()) names.push_back({symbol.address, symbol.name});
   }
-  for (const ImportSlot& slot : image.importSlots)
-    names.push_back({slot.address, "imp_" + slot.name});
+  for (const ImportSlot& slot : image.importSlots) names.push_back({slot.address, "imp_" + slot.name});
   for (const Procedure& procedure : analysis.procedures) {
     names.push_back({procedure.entry, defaultProcedureName(procedure.entry)});
   }
@@ -402,8 +401,7 @@ Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
   collectCalls(analysis, image);
   collectLocals(analysis, image, explorer);
   analysis.references = explorer.takeReferences();
-  for (const FileRange& range : image.data)
-    collectStringsIn(analysis, range, bytes);
+  for (const FileRange& range : image.data) collectStringsIn(analysis, range, bytes);
   return analysis;
 }
 

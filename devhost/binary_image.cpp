@@ -56,12 +56,9 @@ std::optional<Architecture> architectureOf(const LIEF::Binary& binary) {
   switch (header.architecture()) {
     case LIEF::ARCHITECTURES::ARCH_X86:
       return header.modes().contains(LIEF::MODES::MODE_64) ? Architecture::kX8664 : Architecture::kX86;
-    case LIEF::ARCHITECTURES::ARCH_ARM64:
-      return Architecture::kArm64;
-    case LIEF::ARCHITECTURES::ARCH_ARM:
-      return Architecture::kArm;
-    default:
-      return std::nullopt;
+    case LIEF::ARCHITECTURES::ARCH_ARM64: return Architecture::kArm64;
+    case LIEF::ARCHITECTURES::ARCH_ARM: return Architecture::kArm;
+    default: return std::nullopt;
   }
 }
 
@@ -122,8 +119,7 @@ void settleRanges(std::vector<FileRange>& ranges) {
 
 bool mapsTooMuch(const Draft& draft) {
   std::uint64_t mapped = 0;
-  for (const Segment& segment : draft.image.segments)
-    mapped += segment.fileSize;
+  for (const Segment& segment : draft.image.segments) mapped += segment.fileSize;
   return mapped > kMaxMappings * draft.fileSize;
 }
 
@@ -228,8 +224,7 @@ void addElfDynamicEntries(Draft& draft, const LIEF::ELF::Binary& elf) {
     }
     if (entry.tag() == DYNAMIC_TAGS::DT_PLTGOT) draft.image.globalOffsetTable = entry.value();
     if (const auto* array = dynamic_cast<const LIEF::ELF::DynamicEntryArray*>(&entry)) {
-      for (const std::uint64_t pointer : array->array())
-        draft.image.codePointers.push_back(pointer);
+      for (const std::uint64_t pointer : array->array()) draft.image.codePointers.push_back(pointer);
     }
   }
 }
@@ -288,8 +283,7 @@ void readPe(Draft& draft, const LIEF::PE::Binary& pe) {
     }
   }
   if (pe.has_tls()) {
-    for (const std::uint64_t callback : pe.tls().callbacks())
-      draft.image.codePointers.push_back(callback);
+    for (const std::uint64_t callback : pe.tls().callbacks()) draft.image.codePointers.push_back(callback);
   }
 }
 
@@ -376,10 +370,8 @@ void addRangesOfSegments(Draft& draft) {
 void settle(Draft& draft) {
   BinaryImage& image = draft.image;
   std::erase_if(image.data, [&](const FileRange& range) { return !image.segmentAt(range.start)->readable; });
-  for (auto* ranges : {&image.code, &image.data, &image.stubs})
-    settleRanges(*ranges);
-  for (Segment& segment : image.segments)
-    std::ranges::stable_sort(segment.sections, {}, &Section::start);
+  for (auto* ranges : {&image.code, &image.data, &image.stubs}) settleRanges(*ranges);
+  for (Segment& segment : image.segments) std::ranges::stable_sort(segment.sections, {}, &Section::start);
   std::ranges::stable_sort(image.symbols, {}, &Symbol::address);
   std::ranges::stable_sort(image.importSlots, {}, &ImportSlot::address);
   std::ranges::stable_sort(image.codeMarks, {}, &CodeMark::address);

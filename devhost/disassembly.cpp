@@ -17,14 +17,10 @@ csh openCapstone(cs_arch architecture, int mode) {
 
 csh openCapstone(Architecture architecture) {
   switch (architecture) {
-    case Architecture::kX86:
-      return openCapstone(CS_ARCH_X86, CS_MODE_32);
-    case Architecture::kX8664:
-      return openCapstone(CS_ARCH_X86, CS_MODE_64);
-    case Architecture::kArm:
-      return openCapstone(CS_ARCH_ARM, CS_MODE_ARM);
-    case Architecture::kArm64:
-      return openCapstone(CS_ARCH_ARM64, CS_MODE_ARM);
+    case Architecture::kX86: return openCapstone(CS_ARCH_X86, CS_MODE_32);
+    case Architecture::kX8664: return openCapstone(CS_ARCH_X86, CS_MODE_64);
+    case Architecture::kArm: return openCapstone(CS_ARCH_ARM, CS_MODE_ARM);
+    case Architecture::kArm64: return openCapstone(CS_ARCH_ARM64, CS_MODE_ARM);
   }
   return 0;
 }
@@ -54,14 +50,11 @@ Flow x86Flow(const cs_insn& instruction) {
   const bool direct = x86.op_count > 0 && x86.operands[x86.op_count - 1].type == X86_OP_IMM;
   switch (instruction.id) {
     case X86_INS_JMP:
-    case X86_INS_LJMP:
-      return direct ? Flow::kJump : Flow::kIndirectJump;
+    case X86_INS_LJMP: return direct ? Flow::kJump : Flow::kIndirectJump;
     case X86_INS_HLT:
     case X86_INS_UD2:
-    case X86_INS_INT3:
-      return Flow::kStop;
-    default:
-      break;
+    case X86_INS_INT3: return Flow::kStop;
+    default: break;
   }
   if (inGroup(instruction, CS_GRP_CALL)) return direct ? Flow::kCall : Flow::kIndirectCall;
   if (inGroup(instruction, CS_GRP_JUMP)) return Flow::kBranch;
@@ -103,22 +96,15 @@ Flow arm64Flow(const cs_insn& instruction) {
     case ARM64_INS_CBZ:
     case ARM64_INS_CBNZ:
     case ARM64_INS_TBZ:
-    case ARM64_INS_TBNZ:
-      return Flow::kBranch;
-    case ARM64_INS_BL:
-      return Flow::kCall;
-    case ARM64_INS_BLR:
-      return Flow::kIndirectCall;
-    case ARM64_INS_BR:
-      return Flow::kIndirectJump;
+    case ARM64_INS_TBNZ: return Flow::kBranch;
+    case ARM64_INS_BL: return Flow::kCall;
+    case ARM64_INS_BLR: return Flow::kIndirectCall;
+    case ARM64_INS_BR: return Flow::kIndirectJump;
     case ARM64_INS_RET:
-    case ARM64_INS_ERET:
-      return Flow::kReturn;
+    case ARM64_INS_ERET: return Flow::kReturn;
     case ARM64_INS_BRK:
-    case ARM64_INS_HLT:
-      return Flow::kStop;
-    default:
-      return Flow::kNext;
+    case ARM64_INS_HLT: return Flow::kStop;
+    default: return Flow::kNext;
   }
 }
 
@@ -163,26 +149,19 @@ Flow armUnconditionalFlow(const cs_insn& instruction) {
   const cs_arm& arm = instruction.detail->arm;
   const bool direct = arm.op_count > 0 && arm.operands[0].type == ARM_OP_IMM;
   switch (instruction.id) {
-    case ARM_INS_B:
-      return Flow::kJump;
+    case ARM_INS_B: return Flow::kJump;
     case ARM_INS_CBZ:
-    case ARM_INS_CBNZ:
-      return Flow::kBranch;
+    case ARM_INS_CBNZ: return Flow::kBranch;
     case ARM_INS_BL:
-    case ARM_INS_BLX:
-      return direct ? Flow::kCall : Flow::kIndirectCall;
+    case ARM_INS_BLX: return direct ? Flow::kCall : Flow::kIndirectCall;
     case ARM_INS_BX:
-    case ARM_INS_BXJ:
-      return arm.operands[0].reg == ARM_REG_LR ? Flow::kReturn : Flow::kIndirectJump;
+    case ARM_INS_BXJ: return arm.operands[0].reg == ARM_REG_LR ? Flow::kReturn : Flow::kIndirectJump;
     case ARM_INS_TBB:
-    case ARM_INS_TBH:
-      return Flow::kIndirectJump;
+    case ARM_INS_TBH: return Flow::kIndirectJump;
     case ARM_INS_UDF:
     case ARM_INS_TRAP:
-    case ARM_INS_BKPT:
-      return Flow::kStop;
-    default:
-      break;
+    case ARM_INS_BKPT: return Flow::kStop;
+    default: break;
   }
   if (!armWritesProgramCounter(instruction)) return Flow::kNext;
   const bool popped = instruction.id == ARM_INS_POP || instruction.id == ARM_INS_LDM;
@@ -231,8 +210,7 @@ std::optional<std::uint64_t> armFormedValue(const cs_insn& instruction, const De
       if (!offset) return std::nullopt;
       return low32((armProgramCounter(decoded) & ~std::uint64_t{3}) + *offset);
     }
-    case ARM_INS_MOVW:
-      return armValue(arm, 1, decoded, known);
+    case ARM_INS_MOVW: return armValue(arm, 1, decoded, known);
     case ARM_INS_MOVT: {
       const auto low = known.get(static_cast<unsigned int>(arm.operands[0].reg));
       if (!low) return std::nullopt;
@@ -245,8 +223,7 @@ std::optional<std::uint64_t> armFormedValue(const cs_insn& instruction, const De
       if (!left || !right) return std::nullopt;
       return low32(*left + *right);
     }
-    default:
-      return std::nullopt;
+    default: return std::nullopt;
   }
 }
 
@@ -295,12 +272,9 @@ RegisterValues Disassembler::valuesInStubs() const {
 bool Disassembler::isPadding() const {
   switch (image_.architecture) {
     case Architecture::kX86:
-    case Architecture::kX8664:
-      return current_->id == X86_INS_NOP || current_->id == X86_INS_INT3;
-    case Architecture::kArm64:
-      return current_->id == ARM64_INS_NOP;
-    case Architecture::kArm:
-      return current_->id == ARM_INS_NOP;
+    case Architecture::kX8664: return current_->id == X86_INS_NOP || current_->id == X86_INS_INT3;
+    case Architecture::kArm64: return current_->id == ARM64_INS_NOP;
+    case Architecture::kArm: return current_->id == ARM_INS_NOP;
   }
   return false;
 }
@@ -322,15 +296,9 @@ std::optional<Decoded> Disassembler::decode(std::uint64_t address, bool thumb, R
   decoded.thumb = thumb;
   switch (image_.architecture) {
     case Architecture::kX86:
-    case Architecture::kX8664:
-      readX86(decoded, known);
-      break;
-    case Architecture::kArm64:
-      readArm64(decoded, known);
-      break;
-    case Architecture::kArm:
-      readArm(decoded, known);
-      break;
+    case Architecture::kX8664: readX86(decoded, known); break;
+    case Architecture::kArm64: readArm64(decoded, known); break;
+    case Architecture::kArm: readArm(decoded, known); break;
   }
   return decoded;
 }

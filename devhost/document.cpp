@@ -164,8 +164,7 @@ void DocumentList::add(const QString& path, OpenedFile file) {
 
 QStringList DocumentList::names() const {
   QStringList result;
-  for (const auto& document : documents_)
-    result.append(document->name());
+  for (const auto& document : documents_) result.append(document->name());
   return result;
 }
 

@@ -170,8 +170,7 @@ void checkReply(std::string_view line) {
 void checkReplies(std::string_view replies, std::size_t expected) {
   expect(replies.empty() || replies.back() == '\n', "a reply ends its line");
   std::size_t count = 0;
-  for (; !replies.empty(); ++count)
-    checkReply(takeLine(replies));
+  for (; !replies.empty(); ++count) checkReply(takeLine(replies));
   expect(count == expected, "each message draws one reply, but for the accepted notification");
 }
 

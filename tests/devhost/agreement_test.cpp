@@ -37,24 +37,20 @@ Address address(const QJsonValue& value) {
 
 std::set<Address> keysOf(const QJsonObject& object) {
   std::set<Address> keys;
-  for (const QString& key : object.keys())
-    keys.insert(address(key));
+  for (const QString& key : object.keys()) keys.insert(address(key));
   return keys;
 }
 
 std::vector<QJsonObject> objectsOf(const QJsonValue& list) {
   std::vector<QJsonObject> objects;
-  for (const auto& object : list.toArray())
-    objects.push_back(object.toObject());
-  for (const auto& object : list.toObject())
-    objects.push_back(object.toObject());
+  for (const auto& object : list.toArray()) objects.push_back(object.toObject());
+  for (const auto& object : list.toObject()) objects.push_back(object.toObject());
   return objects;
 }
 
 std::set<std::string> textsOf(const QJsonValue& list) {
   std::set<std::string> texts;
-  for (const auto& text : list.toArray())
-    texts.insert(text.toString().toStdString());
+  for (const auto& text : list.toArray()) texts.insert(text.toString().toStdString());
   return texts;
 }
 
@@ -63,8 +59,7 @@ std::vector<QRegularExpressionMatch> matches(const QByteArray& text, const char*
   const QRegularExpression expression(pattern, QRegularExpression::MultilineOption);
   std::vector<QRegularExpressionMatch> found;
   auto all = expression.globalMatch(QString::fromUtf8(text));
-  while (all.hasNext())
-    found.push_back(all.next());
+  while (all.hasNext()) found.push_back(all.next());
   return found;
 }
 
@@ -116,8 +111,7 @@ class Compiled : public testing::TestWithParam<const char*> {
     outputOf(QStringLiteral(ORVANE_TEST_STRIP " -o %1 %2").arg(inQuotes(stripped_), inQuotes(program_)));
     functions_ = functionsOf(program_);
     for (const auto& [start, function] : functions_) {
-      for (const std::string& name : function.names)
-        addresses_[name] = start;
+      for (const std::string& name : function.names) addresses_[name] = start;
     }
     withSymbols_.open(program_);
     withoutSymbols_.open(stripped_);

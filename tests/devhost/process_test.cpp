@@ -44,8 +44,7 @@ class ServedSample : public testing::Test {
 
   void waitForDescriptors(qsizetype count) const {
     const QDeadlineTimer deadline(kPatienceMs);
-    while (host_.descriptorCount() != count && !deadline.hasExpired())
-      usleep(1000);
+    while (host_.descriptorCount() != count && !deadline.hasExpired()) usleep(1000);
     EXPECT_EQ(host_.descriptorCount(), count);
   }
 
@@ -77,8 +76,7 @@ TEST_F(ServedSample, PutsTheNativeEndianLengthBeforeTheReplyAndNothingAfterIt) {
 
 TEST_F(ServedSample, ReadsARequestThatArrivesByteByByte) {
   RawClient client(socketPath());
-  for (const char byte : requestLine(kCurrentAddress))
-    client.send(QByteArray(1, byte));
+  for (const char byte : requestLine(kCurrentAddress)) client.send(QByteArray(1, byte));
   EXPECT_EQ(client.readReply()["result"], "0x1350");
 }
 
@@ -138,8 +136,7 @@ TEST_F(ServedSample, SaysWhatIsWrongWithARequestAndGoesOn) {
 TEST_F(ServedSample, RefusesARequestWithoutEndAndGoesOnAfterIt) {
   RawClient client(socketPath());
   const QByteArray piece(1 << 20, 'a');
-  for (int i = 0; i < 33; ++i)
-    client.send(piece);
+  for (int i = 0; i < 33; ++i) client.send(piece);
   client.send("\n" + requestLine(kCurrentAddress));
   EXPECT_EQ(client.readReply()["error"], "The request is longer than 33554432 bytes.");
   EXPECT_EQ(client.readReply()["result"], "0x1350");
@@ -147,12 +144,9 @@ TEST_F(ServedSample, RefusesARequestWithoutEndAndGoesOnAfterIt) {
 
 TEST_F(ServedSample, AnswersSixtyFourClientsThatAllAskBeforeAnyReads) {
   std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < 64; ++i)
-    clients.push_back(std::make_unique<RawClient>(socketPath()));
-  for (auto& client : clients)
-    client->send(requestLine("procedureInfoListWithReply:"));
-  for (auto& client : clients)
-    EXPECT_EQ(client->readReply()["result"].toObject().size(), 4);
+  for (int i = 0; i < 64; ++i) clients.push_back(std::make_unique<RawClient>(socketPath()));
+  for (auto& client : clients) client->send(requestLine("procedureInfoListWithReply:"));
+  for (auto& client : clients) EXPECT_EQ(client->readReply()["result"].toObject().size(), 4);
 }
 
 TEST_F(ServedSample, ShowsOneClientWhatAnotherHasChanged) {
@@ -169,8 +163,7 @@ TEST_F(ServedSample, ClosesTheDescriptorsOfClientsThatVanish) {
     RawClient halfway(socketPath());
     halfway.send(requestLine(kCurrentAddress).chopped(5));
     RawClient deaf(socketPath());
-    for (int i = 0; i < 500; ++i)
-      deaf.send(requestLine("procedureInfoListWithReply:"));
+    for (int i = 0; i < 500; ++i) deaf.send(requestLine("procedureInfoListWithReply:"));
     RawClient witness(socketPath());
     EXPECT_EQ(witness.ask(kCurrentAddress)["result"], "0x1350");
     EXPECT_EQ(host_.descriptorCount(), before + 4);
