@@ -88,7 +88,7 @@ class ProcedureShaper {
   }
 
   void goToTableEntries(std::uint64_t jump) {
-    for (const Reference& entry : std::ranges::equal_range(tableJumps_, jump, {}, &Reference::from)) {
+    for (const Reference& entry : partWhere(tableJumps_, &Reference::from, jump)) {
       goTo(entry.to);
     }
   }
@@ -173,8 +173,7 @@ void collectProcedures(Analysis& analysis, std::vector<std::uint64_t> entries,
                        const std::vector<Reference>& tableJumps) {
   std::ranges::copy(entriesOfTailCalls(analysis.instructions, entries, tableJumps),
                     std::back_inserter(entries));
-  std::ranges::sort(entries);
-  entries.erase(std::ranges::unique(entries).begin(), entries.end());
+  sortAndDropRepeats(entries);
   for (const std::uint64_t entry : entries) {
     if (indexOf(analysis.instructions, entry)) analysis.procedures.push_back({.entry = entry});
   }
@@ -298,9 +297,7 @@ void collectCalls(Analysis& analysis, const BinaryImage& image) {
     analysis.callsByCaller.push_back({instruction.procedure, callee});
   }
   const auto byCaller = [](const Call& call) { return std::pair(call.caller, call.callee); };
-  std::ranges::sort(analysis.callsByCaller, {}, byCaller);
-  const auto repeated = std::ranges::unique(analysis.callsByCaller, {}, byCaller);
-  analysis.callsByCaller.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.callsByCaller, byCaller);
   analysis.callsByCallee = analysis.callsByCaller;
   std::ranges::stable_sort(analysis.callsByCallee, {}, &Call::callee);
 }
@@ -330,9 +327,7 @@ void collectLocals(Analysis& analysis, const BinaryImage& image, const CodeExplo
     analysis.locals.push_back({procedure, use.displacement});
   }
   const auto order = [](const Local& local) { return std::pair(local.procedure, local.displacement); };
-  std::ranges::sort(analysis.locals, {}, order);
-  const auto repeated = std::ranges::unique(analysis.locals, {}, order);
-  analysis.locals.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.locals, order);
   for (std::uint32_t i = 0; i < analysis.locals.size(); ++i) {
     Procedure& procedure = analysis.procedures[analysis.locals[i].procedure];
     if (procedure.localCount++ == 0) procedure.firstLocal = i;

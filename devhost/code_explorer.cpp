@@ -90,8 +90,7 @@ void CodeExplorer::explore() {
   addSymbols();
   sweepSymbols();
   addPointers();
-  std::ranges::sort(entries_);
-  entries_.erase(std::ranges::unique(entries_).begin(), entries_.end());
+  sortAndDropRepeats(entries_);
   const auto byFrom = [](const Reference& jump) { return std::pair(jump.from, jump.to); };
   std::ranges::sort(tableJumps_, {}, byFrom);
 }
@@ -103,8 +102,7 @@ std::vector<Instruction> CodeExplorer::takeInstructions() {
 
 std::vector<Reference> CodeExplorer::takeReferences() {
   const auto byTo = [](const Reference& reference) { return std::pair(reference.to, reference.from); };
-  std::ranges::sort(references_, {}, byTo);
-  references_.erase(std::ranges::unique(references_, {}, byTo).begin(), references_.end());
+  sortAndDropRepeats(references_, byTo);
   return std::move(references_);
 }
 

@@ -245,7 +245,7 @@ QJsonValue callersOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   if (procedure == nullptr) return {};
   QJsonArray names;
   const auto& calls = document.analysis().callsByCallee;
-  for (const Call& call : std::ranges::equal_range(calls, procedure->entry, {}, &Call::callee)) {
+  for (const Call& call : partWhere(calls, &Call::callee, procedure->entry)) {
     names.append(document.nameOf(document.analysis().procedures[call.caller].entry));
   }
   return names;
@@ -264,7 +264,7 @@ QJsonValue calleesOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   const auto index = static_cast<std::uint32_t>(procedure - document.analysis().procedures.data());
   QJsonArray names;
   const auto& calls = document.analysis().callsByCaller;
-  for (const Call& call : std::ranges::equal_range(calls, index, {}, &Call::caller)) {
+  for (const Call& call : partWhere(calls, &Call::caller, index)) {
     names.append(calleeName(document, call.callee));
   }
   return names;
@@ -317,7 +317,7 @@ QJsonValue referencesToAddress(DocumentList& documents, const QJsonArray& args, 
   if (!address) return {};
   QJsonArray result;
   const auto& references = document.analysis().references;
-  for (const Reference& reference : std::ranges::equal_range(references, *address, {}, &Reference::to)) {
+  for (const Reference& reference : partWhere(references, &Reference::to, *address)) {
     result.append(hexAddress(reference.from));
   }
   return result;
