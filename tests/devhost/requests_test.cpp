@@ -362,6 +362,14 @@ TEST_F(Requests, NameTheWrongPatternDocumentOrName) {
             "\"a\nb\" cannot be a name: it has a control character.");
 }
 
+TEST(Locals, AreNamedAfterTheirDistanceFromTheFramePointer) {
+  OpenedDocuments documents;
+  documents.open(testDataPath("sample_x86_64.dylib"));
+  EXPECT_EQ(jsonText(documents.ask("infoOfProcedure:withReply:", {"_twice"}).toObject()["locals"]),
+            R"([{"displacement":-28,"name":"var_1c"},{"displacement":-24,"name":"var_18"},)"
+            R"({"displacement":-20,"name":"var_14"},{"displacement":-16,"name":"var_10"}])");
+}
+
 TEST(Documents, OfOneNameAreToldApartAndKeepTheirOwnState) {
   const TestFolder folder;
   const char* const second = "sample_x86_64.elf (2)";
