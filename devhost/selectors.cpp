@@ -427,7 +427,8 @@ QJsonValue setNamesOfAddresses(DocumentList& documents, const QJsonArray& args, 
   }
   for (const auto& [address, name] : resolved)
     document.setName(address, name);
-  return QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
+  return resolved.size() == 1 ? QStringLiteral("Set the name of 1 address.")
+                              : QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
 }
 
 // Bookmarks ----------------------------------------------------------------------------------------------

@@ -240,6 +240,8 @@ TEST_F(Requests, SetManyNamesAtOnce) {
   EXPECT_EQ(json("procedureListWithReply:"),
             R"({"0x1310":"one","0x1350":"two","0x1390":"quietly","0x13c0":"imported"})");
   EXPECT_EQ(sample_.text("nameOfAddress:withReply:", {"0x34b8"}), "");
+  const QJsonObject one{{"0x34b8", "again"}};
+  EXPECT_EQ(sample_.text("setNamesOfAddresses:withReply:", {one}), "Set the name of 1 address.");
 }
 
 TEST_F(Requests, SetNoneOfManyNamesWhenOneAddressIsWrong) {
