@@ -88,7 +88,7 @@ class ProcedureShaper {
   }
 
   void goToTableEntries(std::uint64_t jump) {
-    for (const Reference& entry : std::ranges::equal_range(tableJumps_, jump, {}, &Reference::from)) {
+    for (const Reference& entry : partWhere(tableJumps_, &Reference::from, jump)) {
       goTo(entry.to);
     }
   }
@@ -148,7 +148,8 @@ std::vector<std::uint64_t> entriesOfTailCalls(const std::vector<Instruction>& co
     if (instruction.flow != Flow::kJump && instruction.flow != Flow::kBranch) continue;
     approach(instruction.address, instruction.target, instruction.flow == Flow::kJump);
   }
-  for (const Reference& jump : tableJumps) approach(jump.from, jump.to, false);
+  for (const Reference& jump : tableJumps)
+    approach(jump.from, jump.to, false);
   std::ranges::sort(approaches, {}, &Approach::target);
 
   std::vector<std::uint64_t> found;
@@ -172,9 +173,7 @@ void collectProcedures(Analysis& analysis, std::vector<std::uint64_t> entries,
                        const std::vector<Reference>& tableJumps) {
   std::ranges::copy(entriesOfTailCalls(analysis.instructions, entries, tableJumps),
                     std::back_inserter(entries));
-  std::ranges::sort(entries);
-  const auto repeatedEntries = std::ranges::unique(entries);
-  entries.erase(repeatedEntries.begin(), repeatedEntries.end());
+  sortAndDropRepeats(entries);
   for (const std::uint64_t entry : entries) {
     if (indexOf(analysis.instructions, entry)) analysis.procedures.push_back({.entry = entry});
   }
@@ -247,7 +246,8 @@ void collectNames(Analysis& analysis, const BinaryImage& image) {
   for (const Symbol& symbol : image.symbols) {
     if (!symbol.function && !symbol.name.empty()) names.push_back({symbol.address, symbol.name});
   }
-  for (const ImportSlot& slot : image.importSlots) names.push_back({slot.address, "imp_" + slot.name});
+  for (const ImportSlot& slot : image.importSlots)
+    names.push_back({slot.address, "imp_" + slot.name});
   for (const Procedure& procedure : analysis.procedures) {
     names.push_back({procedure.entry, defaultProcedureName(procedure.entry)});
   }
@@ -297,9 +297,7 @@ void collectCalls(Analysis& analysis, const BinaryImage& image) {
     analysis.callsByCaller.push_back({instruction.procedure, callee});
   }
   const auto byCaller = [](const Call& call) { return std::pair(call.caller, call.callee); };
-  std::ranges::sort(analysis.callsByCaller, {}, byCaller);
-  const auto repeated = std::ranges::unique(analysis.callsByCaller, {}, byCaller);
-  analysis.callsByCaller.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.callsByCaller, byCaller);
   analysis.callsByCallee = analysis.callsByCaller;
   std::ranges::stable_sort(analysis.callsByCallee, {}, &Call::callee);
 }
@@ -329,9 +327,7 @@ void collectLocals(Analysis& analysis, const BinaryImage& image, const CodeExplo
     analysis.locals.push_back({procedure, use.displacement});
   }
   const auto order = [](const Local& local) { return std::pair(local.procedure, local.displacement); };
-  std::ranges::sort(analysis.locals, {}, order);
-  const auto repeated = std::ranges::unique(analysis.locals, {}, order);
-  analysis.locals.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.locals, order);
   for (std::uint32_t i = 0; i < analysis.locals.size(); ++i) {
     Procedure& procedure = analysis.procedures[analysis.locals[i].procedure];
     if (procedure.localCount++ == 0) procedure.firstLocal = i;
@@ -401,7 +397,8 @@ Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
   collectCalls(analysis, image);
   collectLocals(analysis, image, explorer);
   analysis.references = explorer.takeReferences();
-  for (const FileRange& range : image.data) collectStringsIn(analysis, range, bytes);
+  for (const FileRange& range : image.data)
+    collectStringsIn(analysis, range, bytes);
   return analysis;
 }
 

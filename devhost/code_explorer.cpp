@@ -80,7 +80,8 @@ void CodeMap::take(std::uint64_t address, std::size_t size) {
 
 CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes)
     : image_(image), bytes_(bytes), disassembler_(image, bytes), map_(image) {
-  for (const FileRange& range : image.code) tableEntriesLeft_ += range.end - range.start;
+  for (const FileRange& range : image.code)
+    tableEntriesLeft_ += range.end - range.start;
 }
 
 void CodeExplorer::explore() {
@@ -89,9 +90,7 @@ void CodeExplorer::explore() {
   addSymbols();
   sweepSymbols();
   addPointers();
-  std::ranges::sort(entries_);
-  const auto repeatedEntries = std::ranges::unique(entries_);
-  entries_.erase(repeatedEntries.begin(), repeatedEntries.end());
+  sortAndDropRepeats(entries_);
   const auto byFrom = [](const Reference& jump) { return std::pair(jump.from, jump.to); };
   std::ranges::sort(tableJumps_, {}, byFrom);
 }
@@ -103,9 +102,7 @@ std::vector<Instruction> CodeExplorer::takeInstructions() {
 
 std::vector<Reference> CodeExplorer::takeReferences() {
   const auto byTo = [](const Reference& reference) { return std::pair(reference.to, reference.from); };
-  std::ranges::sort(references_, {}, byTo);
-  const auto repeatedReferences = std::ranges::unique(references_, {}, byTo);
-  references_.erase(repeatedReferences.begin(), repeatedReferences.end());
+  sortAndDropRepeats(references_, byTo);
   return std::move(references_);
 }
 
@@ -114,7 +111,8 @@ bool CodeExplorer::isMapped(std::uint64_t address) const {
 }
 
 void CodeExplorer::findStubs() {
-  for (const FileRange& range : image_.stubs) findStubsIn(range);
+  for (const FileRange& range : image_.stubs)
+    findStubsIn(range);
 }
 
 /// A stub is a short run of instructions that ends in a jump through an import's slot.
@@ -174,13 +172,16 @@ void CodeExplorer::addEntry(Place place) {
 
 void CodeExplorer::addSymbols() {
   std::vector<Place> places;
-  for (const std::uint64_t stub : entries_) places.push_back({stub, false});
+  for (const std::uint64_t stub : entries_)
+    places.push_back({stub, false});
   for (const Symbol& symbol : image_.symbols) {
     if (symbol.function) places.push_back({symbol.address, symbol.thumb});
   }
   if (image_.entryPoint != kNoAddress) places.push_back({image_.entryPoint, image_.entryIsThumb});
-  for (const Place& place : places) addEntry(place);
-  for (const Place& place : places) follow(place);
+  for (const Place& place : places)
+    addEntry(place);
+  for (const Place& place : places)
+    follow(place);
 }
 
 /// Decodes what lies within a function's size but could not be reached: what indirect jumps lead to.
@@ -204,10 +205,12 @@ void CodeExplorer::sweepSymbols() {
 /// a switch.
 void CodeExplorer::addPointers() {
   addFormedAddresses();
-  for (const std::uint64_t pointer : image_.codePointers) addUnlessKnown(placeOf(pointer));
+  for (const std::uint64_t pointer : image_.codePointers)
+    addUnlessKnown(placeOf(pointer));
   addFormedAddresses();
   if (image_.positionIndependent) return;
-  for (const FileRange& range : image_.data) addPointersIn(range);
+  for (const FileRange& range : image_.data)
+    addPointersIn(range);
   addFormedAddresses();
 }
 

@@ -29,7 +29,8 @@ class ByAddress {
   QJsonObject object() {
     std::ranges::sort(members_, {}, &std::pair<QString, QJsonValue>::first);
     QJsonObject result;
-    for (const auto& [key, value] : members_) result.insert(key, value);
+    for (const auto& [key, value] : members_)
+      result.insert(key, value);
     return result;
   }
 
@@ -45,7 +46,8 @@ QJsonObject describeSection(const Section& section) {
 
 QJsonObject describeSegment(const Segment& segment) {
   QJsonArray sections;
-  for (const Section& section : segment.sections) sections.append(describeSection(section));
+  for (const Section& section : segment.sections)
+    sections.append(describeSection(section));
   return {{"name", QString::fromStdString(segment.name)},
           {"start", hexAddress(segment.start)},
           {"end", hexAddress(segment.end)},
@@ -148,7 +150,8 @@ TextsAt proceduresOf(const Document& document) {
 template <typename Texts>
 QJsonObject asObject(const Texts& texts) {
   ByAddress result;
-  for (const auto& [address, text] : texts) result.add(address, text);
+  for (const auto& [address, text] : texts)
+    result.add(address, text);
   return result.object();
 }
 
@@ -242,7 +245,7 @@ QJsonValue callersOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   if (procedure == nullptr) return {};
   QJsonArray names;
   const auto& calls = document.analysis().callsByCallee;
-  for (const Call& call : std::ranges::equal_range(calls, procedure->entry, {}, &Call::callee)) {
+  for (const Call& call : partWhere(calls, &Call::callee, procedure->entry)) {
     names.append(document.nameOf(document.analysis().procedures[call.caller].entry));
   }
   return names;
@@ -261,7 +264,7 @@ QJsonValue calleesOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   const auto index = static_cast<std::uint32_t>(procedure - document.analysis().procedures.data());
   QJsonArray names;
   const auto& calls = document.analysis().callsByCaller;
-  for (const Call& call : std::ranges::equal_range(calls, index, {}, &Call::caller)) {
+  for (const Call& call : partWhere(calls, &Call::caller, index)) {
     names.append(calleeName(document, call.callee));
   }
   return names;
@@ -314,7 +317,7 @@ QJsonValue referencesToAddress(DocumentList& documents, const QJsonArray& args, 
   if (!address) return {};
   QJsonArray result;
   const auto& references = document.analysis().references;
-  for (const Reference& reference : std::ranges::equal_range(references, *address, {}, &Reference::to)) {
+  for (const Reference& reference : partWhere(references, &Reference::to, *address)) {
     result.append(hexAddress(reference.from));
   }
   return result;
@@ -422,8 +425,10 @@ QJsonValue setNamesOfAddresses(DocumentList& documents, const QJsonArray& args, 
     if (!address || !isName(it.value().toString(), error)) return {};
     resolved.emplace_back(*address, it.value().toString());
   }
-  for (const auto& [address, name] : resolved) document.setName(address, name);
-  return QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
+  for (const auto& [address, name] : resolved)
+    document.setName(address, name);
+  return resolved.size() == 1 ? QStringLiteral("Set the name of 1 address.")
+                              : QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
 }
 
 // Bookmarks ----------------------------------------------------------------------------------------------
@@ -507,11 +512,16 @@ constexpr ArgumentType kObject = {QJsonValue::Object, "an object"};
 
 std::vector<ArgumentType> typesOf(Arguments arguments) {
   switch (arguments) {
-    case Arguments::kNone: return {};
-    case Arguments::kText: return {kText};
-    case Arguments::kTextAndFlag: return {kText, kFlag};
-    case Arguments::kTwoTexts: return {kText, kText};
-    case Arguments::kTextByText: return {kObject};
+    case Arguments::kNone:
+      return {};
+    case Arguments::kText:
+      return {kText};
+    case Arguments::kTextAndFlag:
+      return {kText, kFlag};
+    case Arguments::kTwoTexts:
+      return {kText, kText};
+    case Arguments::kTextByText:
+      return {kObject};
   }
   return {};
 }

@@ -177,6 +177,7 @@ TEST_F(ServedSample, TurnsAwayClientsBeyondFiveHundredAndTwelveAndStaysReachable
   const qsizetype before = host_.descriptorCount();
   {
     std::vector<std::unique_ptr<RawClient>> clients;
+    clients.reserve(512);
     for (int i = 0; i < 512; ++i) {
       clients.push_back(std::make_unique<RawClient>(socketPath()));
       ASSERT_EQ(clients.back()->ask(kCurrentAddress)["result"], "0x1350") << i;

@@ -240,6 +240,8 @@ TEST_F(Requests, SetManyNamesAtOnce) {
   EXPECT_EQ(json("procedureListWithReply:"),
             R"({"0x1310":"one","0x1350":"two","0x1390":"quietly","0x13c0":"imported"})");
   EXPECT_EQ(sample_.text("nameOfAddress:withReply:", {"0x34b8"}), "");
+  const QJsonObject one{{"0x34b8", "again"}};
+  EXPECT_EQ(sample_.text("setNamesOfAddresses:withReply:", {one}), "Set the name of 1 address.");
 }
 
 TEST_F(Requests, SetNoneOfManyNamesWhenOneAddressIsWrong) {
@@ -360,6 +362,14 @@ TEST_F(Requests, NameTheWrongPatternDocumentOrName) {
   EXPECT_EQ(sample_.failure("setCurrentDocument:withReply:", {""}), R"(There is no document "".)");
   EXPECT_EQ(sample_.failure("setNameOfAddress:to:withReply:", {"twice", "a\nb"}),
             "\"a\nb\" cannot be a name: it has a control character.");
+}
+
+TEST(Locals, AreNamedAfterTheirDistanceFromTheFramePointer) {
+  OpenedDocuments documents;
+  documents.open(testDataPath("sample_x86_64.dylib"));
+  EXPECT_EQ(jsonText(documents.ask("infoOfProcedure:withReply:", {"_twice"}).toObject()["locals"]),
+            R"([{"displacement":-28,"name":"var_1c"},{"displacement":-24,"name":"var_18"},)"
+            R"({"displacement":-20,"name":"var_14"},{"displacement":-16,"name":"var_10"}])");
 }
 
 TEST(Documents, OfOneNameAreToldApartAndKeepTheirOwnState) {
