@@ -148,8 +148,7 @@ std::vector<std::uint64_t> entriesOfTailCalls(const std::vector<Instruction>& co
     if (instruction.flow != Flow::kJump && instruction.flow != Flow::kBranch) continue;
     approach(instruction.address, instruction.target, instruction.flow == Flow::kJump);
   }
-  for (const Reference& jump : tableJumps)
-    approach(jump.from, jump.to, false);
+  for (const Reference& jump : tableJumps) approach(jump.from, jump.to, false);
   std::ranges::sort(approaches, {}, &Approach::target);
 
   std::vector<std::uint64_t> found;
@@ -246,8 +245,7 @@ void collectNames(Analysis& analysis, const BinaryImage& image) {
   for (const Symbol& symbol : image.symbols) {
     if (!symbol.function && !symbol.name.empty()) names.push_back({symbol.address, symbol.name});
   }
-  for (const ImportSlot& slot : image.importSlots)
-    names.push_back({slot.address, "imp_" + slot.name});
+  for (const ImportSlot& slot : image.importSlots) names.push_back({slot.address, "imp_" + slot.name});
   for (const Procedure& procedure : analysis.procedures) {
     names.push_back({procedure.entry, defaultProcedureName(procedure.entry)});
   }
@@ -397,8 +395,7 @@ Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
   collectCalls(analysis, image);
   collectLocals(analysis, image, explorer);
   analysis.references = explorer.takeReferences();
-  for (const FileRange& range : image.data)
-    collectStringsIn(analysis, range, bytes);
+  for (const FileRange& range : image.data) collectStringsIn(analysis, range, bytes);
   return analysis;
 }
 

@@ -80,8 +80,7 @@ void CodeMap::take(std::uint64_t address, std::size_t size) {
 
 CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes)
     : image_(image), bytes_(bytes), disassembler_(image, bytes), map_(image) {
-  for (const FileRange& range : image.code)
-    tableEntriesLeft_ += range.end - range.start;
+  for (const FileRange& range : image.code) tableEntriesLeft_ += range.end - range.start;
 }
 
 void CodeExplorer::explore() {
@@ -111,8 +110,7 @@ bool CodeExplorer::isMapped(std::uint64_t address) const {
 }
 
 void CodeExplorer::findStubs() {
-  for (const FileRange& range : image_.stubs)
-    findStubsIn(range);
+  for (const FileRange& range : image_.stubs) findStubsIn(range);
 }
 
 /// A stub is a short run of instructions that ends in a jump through an import's slot.
@@ -172,16 +170,13 @@ void CodeExplorer::addEntry(Place place) {
 
 void CodeExplorer::addSymbols() {
   std::vector<Place> places;
-  for (const std::uint64_t stub : entries_)
-    places.push_back({stub, false});
+  for (const std::uint64_t stub : entries_) places.push_back({stub, false});
   for (const Symbol& symbol : image_.symbols) {
     if (symbol.function) places.push_back({symbol.address, symbol.thumb});
   }
   if (image_.entryPoint != kNoAddress) places.push_back({image_.entryPoint, image_.entryIsThumb});
-  for (const Place& place : places)
-    addEntry(place);
-  for (const Place& place : places)
-    follow(place);
+  for (const Place& place : places) addEntry(place);
+  for (const Place& place : places) follow(place);
 }
 
 /// Decodes what lies within a function's size but could not be reached: what indirect jumps lead to.
@@ -205,12 +200,10 @@ void CodeExplorer::sweepSymbols() {
 /// a switch.
 void CodeExplorer::addPointers() {
   addFormedAddresses();
-  for (const std::uint64_t pointer : image_.codePointers)
-    addUnlessKnown(placeOf(pointer));
+  for (const std::uint64_t pointer : image_.codePointers) addUnlessKnown(placeOf(pointer));
   addFormedAddresses();
   if (image_.positionIndependent) return;
-  for (const FileRange& range : image_.data)
-    addPointersIn(range);
+  for (const FileRange& range : image_.data) addPointersIn(range);
   addFormedAddresses();
 }
 

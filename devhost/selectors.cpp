@@ -29,8 +29,7 @@ class ByAddress {
   QJsonObject object() {
     std::ranges::sort(members_, {}, &std::pair<QString, QJsonValue>::first);
     QJsonObject result;
-    for (const auto& [key, value] : members_)
-      result.insert(key, value);
+    for (const auto& [key, value] : members_) result.insert(key, value);
     return result;
   }
 
@@ -46,8 +45,7 @@ QJsonObject describeSection(const Section& section) {
 
 QJsonObject describeSegment(const Segment& segment) {
   QJsonArray sections;
-  for (const Section& section : segment.sections)
-    sections.append(describeSection(section));
+  for (const Section& section : segment.sections) sections.append(describeSection(section));
   return {{"name", QString::fromStdString(segment.name)},
           {"start", hexAddress(segment.start)},
           {"end", hexAddress(segment.end)},
@@ -150,8 +148,7 @@ TextsAt proceduresOf(const Document& document) {
 template <typename Texts>
 QJsonObject asObject(const Texts& texts) {
   ByAddress result;
-  for (const auto& [address, text] : texts)
-    result.add(address, text);
+  for (const auto& [address, text] : texts) result.add(address, text);
   return result.object();
 }
 
@@ -425,8 +422,7 @@ QJsonValue setNamesOfAddresses(DocumentList& documents, const QJsonArray& args, 
     if (!address || !isName(it.value().toString(), error)) return {};
     resolved.emplace_back(*address, it.value().toString());
   }
-  for (const auto& [address, name] : resolved)
-    document.setName(address, name);
+  for (const auto& [address, name] : resolved) document.setName(address, name);
   return resolved.size() == 1 ? QStringLiteral("Set the name of 1 address.")
                               : QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
 }
@@ -512,16 +508,11 @@ constexpr ArgumentType kObject = {QJsonValue::Object, "an object"};
 
 std::vector<ArgumentType> typesOf(Arguments arguments) {
   switch (arguments) {
-    case Arguments::kNone:
-      return {};
-    case Arguments::kText:
-      return {kText};
-    case Arguments::kTextAndFlag:
-      return {kText, kFlag};
-    case Arguments::kTwoTexts:
-      return {kText, kText};
-    case Arguments::kTextByText:
-      return {kObject};
+    case Arguments::kNone: return {};
+    case Arguments::kText: return {kText};
+    case Arguments::kTextAndFlag: return {kText, kFlag};
+    case Arguments::kTwoTexts: return {kText, kText};
+    case Arguments::kTextByText: return {kObject};
   }
   return {};
 }
