@@ -16,6 +16,12 @@ function(orvane_test name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE ORVANE_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ${arg_DEFINITIONS})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} orvane_warnings GTest::gmock GTest::gtest GTest::gtest_main)
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
-                       PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+  # ctest starts the costly ones first, so that long waits run beside all the rest.
+  set(cost 1)
+  if("slow" IN_LIST arg_LABELS)
+    set(cost 100)
+  endif()
+  string(REPLACE ";" "\\;" labels "${arg_LABELS}")
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
+                       PROPERTIES LABELS "${labels}" TIMEOUT ${arg_TIMEOUT} COST ${cost})
 endfunction()

@@ -88,7 +88,7 @@ class ProcedureShaper {
   }
 
   void goToTableEntries(std::uint64_t jump) {
-    for (const Reference& entry : std::ranges::equal_range(tableJumps_, jump, {}, &Reference::from)) {
+    for (const Reference& entry : partWhere(tableJumps_, &Reference::from, jump)) {
       goTo(entry.to);
     }
   }
@@ -115,7 +115,64 @@ class ProcedureShaper {
   std::vector<std::size_t> pending_;
 };
 
-void collectProcedures(Analysis& analysis, const std::vector<std::uint64_t>& entries) {
+/// The entries on both sides of an address.
+struct Neighbours {
+  std::uint64_t before = 0;
+  std::uint64_t after = kNoAddress;
+};
+
+Neighbours neighboursOf(const std::vector<std::uint64_t>& entries, std::uint64_t address) {
+  const auto after = std::ranges::upper_bound(entries, address);
+  return {.before = after == entries.begin() ? 0 : *std::prev(after),
+          .after = after == entries.end() ? kNoAddress : *after};
+}
+
+/// Where control can come from to an instruction that is jumped to.
+struct Approach {
+  std::uint64_t target = 0;
+  bool fromInFront = false;    ///< from between its procedure's entry and itself
+  bool fromElsewhere = false;  ///< by a jump from another procedure
+};
+
+/// Procedures that are only ever jumped to, at the end of others: nothing of their surroundings leads there.
+std::vector<std::uint64_t> entriesOfTailCalls(const std::vector<Instruction>& code,
+                                              const std::vector<std::uint64_t>& entries,
+                                              const std::vector<Reference>& tableJumps) {
+  std::vector<Approach> approaches;
+  const auto approach = [&](std::uint64_t from, std::uint64_t target, bool mayBeCall) {
+    const Neighbours around = neighboursOf(entries, target);
+    const bool outside = from < around.before || from >= around.after;
+    approaches.push_back({target, !outside && from < target, outside && mayBeCall});
+  };
+  for (const Instruction& instruction : code) {
+    if (instruction.flow != Flow::kJump && instruction.flow != Flow::kBranch) continue;
+    approach(instruction.address, instruction.target, instruction.flow == Flow::kJump);
+  }
+  for (const Reference& jump : tableJumps) approach(jump.from, jump.to, false);
+  std::ranges::sort(approaches, {}, &Approach::target);
+
+  std::vector<std::uint64_t> found;
+  for (auto first = approaches.begin(); first != approaches.end();) {
+    const auto last = std::ranges::upper_bound(first, approaches.end(), first->target, {}, &Approach::target);
+    const bool isEntered = std::any_of(first, last, [](const Approach& one) { return one.fromInFront; });
+    const bool isCalled = std::any_of(first, last, [](const Approach& one) { return one.fromElsewhere; });
+    const auto index = isCalled && !isEntered ? indexOf(code, first->target) : std::nullopt;
+    if (index) {
+      const Instruction* previous = *index > 0 ? &code[*index - 1] : nullptr;
+      const bool fallsInto = previous != nullptr && flowsOn(previous->flow) &&
+                             previous->address + previous->size == first->target;
+      if (!fallsInto) found.push_back(first->target);
+    }
+    first = last;
+  }
+  return found;
+}
+
+void collectProcedures(Analysis& analysis, std::vector<std::uint64_t> entries,
+                       const std::vector<Reference>& tableJumps) {
+  std::ranges::copy(entriesOfTailCalls(analysis.instructions, entries, tableJumps),
+                    std::back_inserter(entries));
+  sortAndDropRepeats(entries);
   for (const std::uint64_t entry : entries) {
     if (indexOf(analysis.instructions, entry)) analysis.procedures.push_back({.entry = entry});
   }
@@ -188,8 +245,7 @@ void collectNames(Analysis& analysis, const BinaryImage& image) {
   for (const Symbol& symbol : image.symbols) {
     if (!symbol.function && !symbol.name.empty()) names.push_back({symbol.address, symbol.name});
   }
-  for (const ImportSlot& slot : image.importSlots)
-    names.push_back({slot.address, "imp_" + slot.name});
+  for (const ImportSlot& slot : image.importSlots) names.push_back({slot.address, "imp_" + slot.name});
   for (const Procedure& procedure : analysis.procedures) {
     names.push_back({procedure.entry, defaultProcedureName(procedure.entry)});
   }
@@ -239,9 +295,7 @@ void collectCalls(Analysis& analysis, const BinaryImage& image) {
     analysis.callsByCaller.push_back({instruction.procedure, callee});
   }
   const auto byCaller = [](const Call& call) { return std::pair(call.caller, call.callee); };
-  std::ranges::sort(analysis.callsByCaller, {}, byCaller);
-  const auto repeated = std::ranges::unique(analysis.callsByCaller, {}, byCaller);
-  analysis.callsByCaller.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.callsByCaller, byCaller);
   analysis.callsByCallee = analysis.callsByCaller;
   std::ranges::stable_sort(analysis.callsByCallee, {}, &Call::callee);
 }
@@ -271,9 +325,7 @@ void collectLocals(Analysis& analysis, const BinaryImage& image, const CodeExplo
     analysis.locals.push_back({procedure, use.displacement});
   }
   const auto order = [](const Local& local) { return std::pair(local.procedure, local.displacement); };
-  std::ranges::sort(analysis.locals, {}, order);
-  const auto repeated = std::ranges::unique(analysis.locals, {}, order);
-  analysis.locals.erase(repeated.begin(), repeated.end());
+  sortAndDropRepeats(analysis.locals, order);
   for (std::uint32_t i = 0; i < analysis.locals.size(); ++i) {
     Procedure& procedure = analysis.procedures[analysis.locals[i].procedure];
     if (procedure.localCount++ == 0) procedure.firstLocal = i;
@@ -336,15 +388,14 @@ Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
   explorer.explore();
   Analysis analysis;
   analysis.instructions = explorer.takeInstructions();
-  collectProcedures(analysis, explorer.entries());
+  collectProcedures(analysis, explorer.entries(), explorer.tableJumps());
   ProcedureShaper(analysis, explorer.tableJumps()).shape();
   collectBlocks(analysis);
   collectNames(analysis, image);
   collectCalls(analysis, image);
   collectLocals(analysis, image, explorer);
   analysis.references = explorer.takeReferences();
-  for (const FileRange& range : image.data)
-    collectStringsIn(analysis, range, bytes);
+  for (const FileRange& range : image.data) collectStringsIn(analysis, range, bytes);
   return analysis;
 }
 

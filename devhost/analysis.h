@@ -5,8 +5,10 @@
 #include "binary_image.h"
 #include "disassembly.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,18 +48,24 @@ struct Procedure {
 struct Reference {
   std::uint64_t to = 0;
   std::uint64_t from = 0;
+
+  bool operator==(const Reference&) const = default;
 };
 
 /// `caller` calls what begins at `callee`: a procedure, or an import without a stub, by its slot.
 struct Call {
   std::uint32_t caller = kNoProcedure;
   std::uint64_t callee = 0;
+
+  bool operator==(const Call&) const = default;
 };
 
 /// A place on the stack that a procedure uses.
 struct Local {
   std::uint32_t procedure = kNoProcedure;
   std::int32_t displacement = 0;  ///< bytes from the frame pointer, else from the stack pointer
+
+  bool operator==(const Local&) const = default;
 };
 
 struct StringAt {
@@ -69,6 +77,21 @@ struct NameAt {
   std::uint64_t address = 0;
   std::string name;
 };
+
+/// The part of `list`, which is sorted by `field`, where `field` is `value`.
+template <typename T, typename V>
+std::span<const T> partWhere(const std::vector<T>& list, V T::*field, V value) {
+  const auto first = std::ranges::lower_bound(list, value, {}, field);
+  const auto last = std::ranges::upper_bound(first, list.end(), value, {}, field);
+  return {first, last};
+}
+
+/// Sorts `list` by `key` and drops what is in it twice; elements with one key are equal.
+template <typename T, typename Key = std::identity>
+void sortAndDropRepeats(std::vector<T>& list, Key key = {}) {
+  std::ranges::sort(list, {}, key);
+  list.erase(std::unique(list.begin(), list.end()), list.end());
+}
 
 /// Lists are sorted by address, `references` by what is referred to.
 struct Analysis {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -57,12 +56,9 @@ std::optional<Architecture> architectureOf(const LIEF::Binary& binary) {
   switch (header.architecture()) {
     case LIEF::ARCHITECTURES::ARCH_X86:
       return header.modes().contains(LIEF::MODES::MODE_64) ? Architecture::kX8664 : Architecture::kX86;
-    case LIEF::ARCHITECTURES::ARCH_ARM64:
-      return Architecture::kArm64;
-    case LIEF::ARCHITECTURES::ARCH_ARM:
-      return Architecture::kArm;
-    default:
-      return std::nullopt;
+    case LIEF::ARCHITECTURES::ARCH_ARM64: return Architecture::kArm64;
+    case LIEF::ARCHITECTURES::ARCH_ARM: return Architecture::kArm;
+    default: return std::nullopt;
   }
 }
 
@@ -123,8 +119,7 @@ void settleRanges(std::vector<FileRange>& ranges) {
 
 bool mapsTooMuch(const Draft& draft) {
   std::uint64_t mapped = 0;
-  for (const Segment& segment : draft.image.segments)
-    mapped += segment.fileSize;
+  for (const Segment& segment : draft.image.segments) mapped += segment.fileSize;
   return mapped > kMaxMappings * draft.fileSize;
 }
 
@@ -229,8 +224,7 @@ void addElfDynamicEntries(Draft& draft, const LIEF::ELF::Binary& elf) {
     }
     if (entry.tag() == DYNAMIC_TAGS::DT_PLTGOT) draft.image.globalOffsetTable = entry.value();
     if (const auto* array = dynamic_cast<const LIEF::ELF::DynamicEntryArray*>(&entry)) {
-      for (const std::uint64_t pointer : array->array())
-        draft.image.codePointers.push_back(pointer);
+      for (const std::uint64_t pointer : array->array()) draft.image.codePointers.push_back(pointer);
     }
   }
 }
@@ -289,8 +283,7 @@ void readPe(Draft& draft, const LIEF::PE::Binary& pe) {
     }
   }
   if (pe.has_tls()) {
-    for (const std::uint64_t callback : pe.tls().callbacks())
-      draft.image.codePointers.push_back(callback);
+    for (const std::uint64_t callback : pe.tls().callbacks()) draft.image.codePointers.push_back(callback);
   }
 }
 
@@ -328,7 +321,7 @@ void addMachORanges(Draft& draft, const LIEF::MachO::Binary& macho) {
   constexpr std::uint32_t kInstructions = 0x80000400;
   for (const LIEF::MachO::Section& section : macho.sections()) {
     const std::uint64_t end = addSaturated(section.address(), section.size());
-    const bool code = (section.flags() & kInstructions) != 0;
+    const bool code = (section.raw_flags() & kInstructions) != 0;
     draft.addRange(code ? draft.image.code : draft.image.data, section.address(), end);
     if (code && section.type() == LIEF::MachO::MACHO_SECTION_TYPES::S_SYMBOL_STUBS) {
       draft.addRange(draft.image.stubs, section.address(), end);
@@ -340,6 +333,8 @@ void addMachORanges(Draft& draft, const LIEF::MachO::Binary& macho) {
 void readMachO(Draft& draft, const LIEF::MachO::Binary& macho) {
   addMachOSegments(draft, macho);
   addMachORanges(draft, macho);
+  // Its 64-bit code always reaches addresses from where it is.
+  draft.image.positionIndependent = draft.image.architecture != Architecture::kX86;
   if (macho.has_entrypoint()) draft.image.entryPoint = macho.entrypoint();
   for (const LIEF::MachO::Symbol& symbol : macho.symbols()) {
     // Bits of a symbol's type: set for a debugger's entry, and for one that is defined in a section.
@@ -366,9 +361,8 @@ void readMachO(Draft& draft, const LIEF::MachO::Binary& macho) {
 
 /// For a file without sections, or whose sections are no use: the segments say what is code and what is data.
 void addRangesOfSegments(Draft& draft) {
-  const bool sectionsTold = !draft.image.code.empty();
+  if (!draft.image.code.empty()) return;
   for (const Segment& segment : draft.image.segments) {
-    if (sectionsTold && !segment.sections.empty()) continue;
     draft.addRange(segment.executable ? draft.image.code : draft.image.data, segment.start, segment.end);
   }
 }
@@ -376,10 +370,8 @@ void addRangesOfSegments(Draft& draft) {
 void settle(Draft& draft) {
   BinaryImage& image = draft.image;
   std::erase_if(image.data, [&](const FileRange& range) { return !image.segmentAt(range.start)->readable; });
-  for (auto* ranges : {&image.code, &image.data, &image.stubs})
-    settleRanges(*ranges);
-  for (Segment& segment : image.segments)
-    std::ranges::stable_sort(segment.sections, {}, &Section::start);
+  for (auto* ranges : {&image.code, &image.data, &image.stubs}) settleRanges(*ranges);
+  for (Segment& segment : image.segments) std::ranges::stable_sort(segment.sections, {}, &Section::start);
   std::ranges::stable_sort(image.symbols, {}, &Symbol::address);
   std::ranges::stable_sort(image.importSlots, {}, &ImportSlot::address);
   std::ranges::stable_sort(image.codeMarks, {}, &CodeMark::address);
@@ -461,10 +453,9 @@ std::optional<BinaryImage> readImage(const std::vector<std::uint8_t>& file, std:
   try {
     const std::unique_ptr<LIEF::Binary> binary = LIEF::Parser::parse(file);
     if (binary != nullptr) return describe(*binary, file, error);
-    error = "is no ELF, PE or Mach-O file";
-  } catch (const std::exception&) {
-    // The parser's own words are several lines long and speak of its insides.
-    error = "is no ELF, PE or Mach-O file that can be read";
+  } catch (const LIEF::exception&) {
+    // Its own words are several lines long and speak of its insides.
   }
+  error = "is no ELF, PE or Mach-O file that can be read";
   return std::nullopt;
 }

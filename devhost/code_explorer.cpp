@@ -80,8 +80,7 @@ void CodeMap::take(std::uint64_t address, std::size_t size) {
 
 CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes)
     : image_(image), bytes_(bytes), disassembler_(image, bytes), map_(image) {
-  for (const FileRange& range : image.code)
-    tableEntriesLeft_ += range.end - range.start;
+  for (const FileRange& range : image.code) tableEntriesLeft_ += range.end - range.start;
 }
 
 void CodeExplorer::explore() {
@@ -90,8 +89,7 @@ void CodeExplorer::explore() {
   addSymbols();
   sweepSymbols();
   addPointers();
-  std::ranges::sort(entries_);
-  entries_.erase(std::ranges::unique(entries_).begin(), entries_.end());
+  sortAndDropRepeats(entries_);
   const auto byFrom = [](const Reference& jump) { return std::pair(jump.from, jump.to); };
   std::ranges::sort(tableJumps_, {}, byFrom);
 }
@@ -103,8 +101,7 @@ std::vector<Instruction> CodeExplorer::takeInstructions() {
 
 std::vector<Reference> CodeExplorer::takeReferences() {
   const auto byTo = [](const Reference& reference) { return std::pair(reference.to, reference.from); };
-  std::ranges::sort(references_, {}, byTo);
-  references_.erase(std::ranges::unique(references_, {}, byTo).begin(), references_.end());
+  sortAndDropRepeats(references_, byTo);
   return std::move(references_);
 }
 
@@ -113,8 +110,7 @@ bool CodeExplorer::isMapped(std::uint64_t address) const {
 }
 
 void CodeExplorer::findStubs() {
-  for (const FileRange& range : image_.stubs)
-    findStubsIn(range);
+  for (const FileRange& range : image_.stubs) findStubsIn(range);
 }
 
 /// A stub is a short run of instructions that ends in a jump through an import's slot.
@@ -158,6 +154,11 @@ bool CodeExplorer::neverReturns(std::uint64_t callee) const {
   return std::ranges::binary_search(neverReturning_, callee);
 }
 
+bool CodeExplorer::isStub(std::uint64_t address) const {
+  const auto after = std::ranges::upper_bound(image_.stubs, address, {}, &FileRange::start);
+  return after != image_.stubs.begin() && address < std::prev(after)->end;
+}
+
 bool CodeExplorer::isMarkedAsData(std::uint64_t address) const {
   const auto after = std::ranges::upper_bound(image_.codeMarks, address, {}, &CodeMark::address);
   return after != image_.codeMarks.begin() && std::prev(after)->kind == CodeMark::Kind::kData;
@@ -169,16 +170,13 @@ void CodeExplorer::addEntry(Place place) {
 
 void CodeExplorer::addSymbols() {
   std::vector<Place> places;
-  for (const std::uint64_t stub : entries_)
-    places.push_back({stub, false});
+  for (const std::uint64_t stub : entries_) places.push_back({stub, false});
   for (const Symbol& symbol : image_.symbols) {
     if (symbol.function) places.push_back({symbol.address, symbol.thumb});
   }
   if (image_.entryPoint != kNoAddress) places.push_back({image_.entryPoint, image_.entryIsThumb});
-  for (const Place& place : places)
-    addEntry(place);
-  for (const Place& place : places)
-    follow(place);
+  for (const Place& place : places) addEntry(place);
+  for (const Place& place : places) follow(place);
 }
 
 /// Decodes what lies within a function's size but could not be reached: what indirect jumps lead to.
@@ -197,22 +195,50 @@ void CodeExplorer::sweepSymbols() {
   }
 }
 
-/// Procedures that nothing calls by name: their address is passed around, or stands in a table.
+/// Procedures that nothing calls by name: their address is passed around, or stands in a table. What code
+/// does comes first, for it tells most surely; a number in data that looks like a pointer may be the case of
+/// a switch.
 void CodeExplorer::addPointers() {
-  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
-  const auto enter = [&](Place place) {
-    if (!map_.isFree(place.address, 1)) return;
-    addEntry(place);
-    follow(place);
-  };
-  for (const std::uint64_t pointer : image_.codePointers) {
-    enter({pointer & ~thumbBit, (pointer & thumbBit) != 0});
-  }
+  addFormedAddresses();
+  for (const std::uint64_t pointer : image_.codePointers) addUnlessKnown(placeOf(pointer));
+  addFormedAddresses();
+  if (image_.positionIndependent) return;
+  for (const FileRange& range : image_.data) addPointersIn(range);
+  addFormedAddresses();
+}
+
+void CodeExplorer::addFormedAddresses() {
   // The list grows while new code is decoded.
-  for (std::size_t i = 0; i < formedCodeAddresses_.size(); ++i) {
-    const Place place = formedCodeAddresses_[i];
-    enter(place);
+  for (; formedDone_ < formedCodeAddresses_.size(); ++formedDone_) {
+    const Place place = formedCodeAddresses_[formedDone_];
+    addUnlessKnown(place);
   }
+}
+
+/// Where the loader relocates nothing, only their looks tell pointers from other numbers.
+void CodeExplorer::addPointersIn(const FileRange& range) {
+  const bool wide =
+      image_.architecture == Architecture::kX8664 || image_.architecture == Architecture::kArm64;
+  const std::uint64_t width = wide ? 8 : 4;
+  for (std::uint64_t cell = (range.start + width - 1) / width * width; cell + width <= range.end;
+       cell += width) {
+    // Before it is filled in, an import's cell points back into the stubs.
+    if (image_.importSlotAt(cell) != nullptr) continue;
+    const auto pointer = bytes_.number(cell, width);
+    if (pointer) addUnlessKnown(placeOf(*pointer));
+  }
+}
+
+/// The lowest bit of a pointer to code says on 32-bit Arm that the code is Thumb.
+CodeExplorer::Place CodeExplorer::placeOf(std::uint64_t pointer) const {
+  if (image_.architecture != Architecture::kArm) return {pointer, false};
+  return {pointer & ~std::uint64_t{1}, (pointer & 1) != 0};
+}
+
+void CodeExplorer::addUnlessKnown(Place place) {
+  if (!map_.isFree(place.address, 1)) return;
+  addEntry(place);
+  follow(place);
 }
 
 void CodeExplorer::follow(Place place) {
@@ -226,6 +252,7 @@ void CodeExplorer::follow(Place place) {
 
 void CodeExplorer::followRun(Place place) {
   Run run;
+  if (isStub(place.address)) run.known = disassembler_.valuesInStubs();
   while (map_.isFree(place.address, 1) && !isMarkedAsData(place.address)) {
     std::optional<Decoded> decoded = disassembler_.decode(place.address, place.thumb, run.known);
     if (!decoded || !map_.isFree(place.address, decoded->size)) return;
@@ -262,14 +289,14 @@ void CodeExplorer::record(Decoded& decoded, Run& run) {
 void CodeExplorer::recordReferences(const Decoded& decoded) {
   Instruction instruction{
       .address = decoded.address, .size = decoded.size, .flow = decoded.flow, .thumb = decoded.thumb};
-  const std::uint64_t thumbBit = image_.architecture == Architecture::kArm ? 1 : 0;
   for (const std::uint64_t address : {decoded.target, decoded.reference, decoded.immediate}) {
     const bool isTarget = address == decoded.target;
-    const std::uint64_t to = isTarget || !image_.isCode(address) ? address : address & ~thumbBit;
-    if (!isMapped(to)) continue;
-    references_.push_back({to, decoded.address});
-    if (instruction.target == kNoAddress) instruction.target = to;
-    if (!isTarget && image_.isCode(to)) formedCodeAddresses_.push_back({to, (address & thumbBit) != 0});
+    const bool formsCode = !isTarget && image_.isCode(address);
+    const Place place = formsCode ? placeOf(address) : Place{address, false};
+    if (!isMapped(place.address)) continue;
+    references_.push_back({place.address, decoded.address});
+    if (instruction.target == kNoAddress) instruction.target = place.address;
+    if (formsCode) formedCodeAddresses_.push_back(place);
   }
   instructions_.push_back(instruction);
 }

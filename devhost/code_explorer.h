@@ -74,6 +74,10 @@ class CodeExplorer {
   void addSymbols();
   void sweepSymbols();
   void addPointers();
+  void addPointersIn(const FileRange& range);
+  void addFormedAddresses();
+  void addUnlessKnown(Place place);
+  Place placeOf(std::uint64_t pointer) const;
   void addEntry(Place place);
   void follow(Place place);
   void followRun(Place place);
@@ -83,6 +87,7 @@ class CodeExplorer {
   void addTableJump(std::uint64_t from, std::uint64_t to);
   bool neverReturns(std::uint64_t callee) const;
   bool isMarkedAsData(std::uint64_t address) const;
+  bool isStub(std::uint64_t address) const;
   bool isMapped(std::uint64_t address) const;
 
   const BinaryImage& image_;
@@ -95,6 +100,7 @@ class CodeExplorer {
   std::vector<Reference> tableJumps_;
   std::vector<std::uint64_t> entries_;
   std::vector<Place> formedCodeAddresses_;
+  std::size_t formedDone_ = 0;  ///< how many of them have been followed
   std::vector<std::uint64_t> neverReturning_;
   std::vector<StackUse> stackUses_;
   std::vector<std::uint64_t> framePointerSetters_;

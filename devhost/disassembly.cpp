@@ -17,14 +17,10 @@ csh openCapstone(cs_arch architecture, int mode) {
 
 csh openCapstone(Architecture architecture) {
   switch (architecture) {
-    case Architecture::kX86:
-      return openCapstone(CS_ARCH_X86, CS_MODE_32);
-    case Architecture::kX8664:
-      return openCapstone(CS_ARCH_X86, CS_MODE_64);
-    case Architecture::kArm:
-      return openCapstone(CS_ARCH_ARM, CS_MODE_ARM);
-    case Architecture::kArm64:
-      return openCapstone(CS_ARCH_ARM64, CS_MODE_ARM);
+    case Architecture::kX86: return openCapstone(CS_ARCH_X86, CS_MODE_32);
+    case Architecture::kX8664: return openCapstone(CS_ARCH_X86, CS_MODE_64);
+    case Architecture::kArm: return openCapstone(CS_ARCH_ARM, CS_MODE_ARM);
+    case Architecture::kArm64: return openCapstone(CS_ARCH_ARM64, CS_MODE_ARM);
   }
   return 0;
 }
@@ -54,14 +50,11 @@ Flow x86Flow(const cs_insn& instruction) {
   const bool direct = x86.op_count > 0 && x86.operands[x86.op_count - 1].type == X86_OP_IMM;
   switch (instruction.id) {
     case X86_INS_JMP:
-    case X86_INS_LJMP:
-      return direct ? Flow::kJump : Flow::kIndirectJump;
+    case X86_INS_LJMP: return direct ? Flow::kJump : Flow::kIndirectJump;
     case X86_INS_HLT:
     case X86_INS_UD2:
-    case X86_INS_INT3:
-      return Flow::kStop;
-    default:
-      break;
+    case X86_INS_INT3: return Flow::kStop;
+    default: break;
   }
   if (inGroup(instruction, CS_GRP_CALL)) return direct ? Flow::kCall : Flow::kIndirectCall;
   if (inGroup(instruction, CS_GRP_JUMP)) return Flow::kBranch;
@@ -103,22 +96,15 @@ Flow arm64Flow(const cs_insn& instruction) {
     case ARM64_INS_CBZ:
     case ARM64_INS_CBNZ:
     case ARM64_INS_TBZ:
-    case ARM64_INS_TBNZ:
-      return Flow::kBranch;
-    case ARM64_INS_BL:
-      return Flow::kCall;
-    case ARM64_INS_BLR:
-      return Flow::kIndirectCall;
-    case ARM64_INS_BR:
-      return Flow::kIndirectJump;
+    case ARM64_INS_TBNZ: return Flow::kBranch;
+    case ARM64_INS_BL: return Flow::kCall;
+    case ARM64_INS_BLR: return Flow::kIndirectCall;
+    case ARM64_INS_BR: return Flow::kIndirectJump;
     case ARM64_INS_RET:
-    case ARM64_INS_ERET:
-      return Flow::kReturn;
+    case ARM64_INS_ERET: return Flow::kReturn;
     case ARM64_INS_BRK:
-    case ARM64_INS_HLT:
-      return Flow::kStop;
-    default:
-      return Flow::kNext;
+    case ARM64_INS_HLT: return Flow::kStop;
+    default: return Flow::kNext;
   }
 }
 
@@ -163,26 +149,19 @@ Flow armUnconditionalFlow(const cs_insn& instruction) {
   const cs_arm& arm = instruction.detail->arm;
   const bool direct = arm.op_count > 0 && arm.operands[0].type == ARM_OP_IMM;
   switch (instruction.id) {
-    case ARM_INS_B:
-      return Flow::kJump;
+    case ARM_INS_B: return Flow::kJump;
     case ARM_INS_CBZ:
-    case ARM_INS_CBNZ:
-      return Flow::kBranch;
+    case ARM_INS_CBNZ: return Flow::kBranch;
     case ARM_INS_BL:
-    case ARM_INS_BLX:
-      return direct ? Flow::kCall : Flow::kIndirectCall;
+    case ARM_INS_BLX: return direct ? Flow::kCall : Flow::kIndirectCall;
     case ARM_INS_BX:
-    case ARM_INS_BXJ:
-      return arm.operands[0].reg == ARM_REG_LR ? Flow::kReturn : Flow::kIndirectJump;
+    case ARM_INS_BXJ: return arm.operands[0].reg == ARM_REG_LR ? Flow::kReturn : Flow::kIndirectJump;
     case ARM_INS_TBB:
-    case ARM_INS_TBH:
-      return Flow::kIndirectJump;
+    case ARM_INS_TBH: return Flow::kIndirectJump;
     case ARM_INS_UDF:
     case ARM_INS_TRAP:
-    case ARM_INS_BKPT:
-      return Flow::kStop;
-    default:
-      break;
+    case ARM_INS_BKPT: return Flow::kStop;
+    default: break;
   }
   if (!armWritesProgramCounter(instruction)) return Flow::kNext;
   const bool popped = instruction.id == ARM_INS_POP || instruction.id == ARM_INS_LDM;
@@ -231,9 +210,7 @@ std::optional<std::uint64_t> armFormedValue(const cs_insn& instruction, const De
       if (!offset) return std::nullopt;
       return low32((armProgramCounter(decoded) & ~std::uint64_t{3}) + *offset);
     }
-    case ARM_INS_MOVW:
-    case ARM_INS_MOV:
-      return armValue(arm, 1, decoded, known);
+    case ARM_INS_MOVW: return armValue(arm, 1, decoded, known);
     case ARM_INS_MOVT: {
       const auto low = known.get(static_cast<unsigned int>(arm.operands[0].reg));
       if (!low) return std::nullopt;
@@ -246,8 +223,7 @@ std::optional<std::uint64_t> armFormedValue(const cs_insn& instruction, const De
       if (!left || !right) return std::nullopt;
       return low32(*left + *right);
     }
-    default:
-      return std::nullopt;
+    default: return std::nullopt;
   }
 }
 
@@ -296,12 +272,9 @@ RegisterValues Disassembler::valuesInStubs() const {
 bool Disassembler::isPadding() const {
   switch (image_.architecture) {
     case Architecture::kX86:
-    case Architecture::kX8664:
-      return current_->id == X86_INS_NOP || current_->id == X86_INS_INT3;
-    case Architecture::kArm64:
-      return current_->id == ARM64_INS_NOP;
-    case Architecture::kArm:
-      return current_->id == ARM_INS_NOP;
+    case Architecture::kX8664: return current_->id == X86_INS_NOP || current_->id == X86_INS_INT3;
+    case Architecture::kArm64: return current_->id == ARM64_INS_NOP;
+    case Architecture::kArm: return current_->id == ARM_INS_NOP;
   }
   return false;
 }
@@ -323,15 +296,9 @@ std::optional<Decoded> Disassembler::decode(std::uint64_t address, bool thumb, R
   decoded.thumb = thumb;
   switch (image_.architecture) {
     case Architecture::kX86:
-    case Architecture::kX8664:
-      readX86(decoded, known);
-      break;
-    case Architecture::kArm64:
-      readArm64(decoded, known);
-      break;
-    case Architecture::kArm:
-      readArm(decoded, known);
-      break;
+    case Architecture::kX8664: readX86(decoded, known); break;
+    case Architecture::kArm64: readArm64(decoded, known); break;
+    case Architecture::kArm: readArm(decoded, known); break;
   }
   return decoded;
 }
@@ -347,7 +314,7 @@ void Disassembler::readX86(Decoded& decoded, RegisterValues& known) {
   if (hasDirectTarget(decoded.flow) && x86.op_count > 0) {
     decoded.target = asAddress(x86.operands[x86.op_count - 1].imm);
     if (image_.architecture == Architecture::kX86) decoded.target = low32(decoded.target);
-    // `call` of the very next instruction only asks where the code is.
+    // `call` of the very next instruction only asks where the code is; `pop` then tells.
     if (decoded.flow == Flow::kCall && decoded.target == decoded.address + decoded.size) {
       decoded.flow = Flow::kNext;
     }
@@ -366,7 +333,17 @@ void Disassembler::readX86(Decoded& decoded, RegisterValues& known) {
     }
     return;
   }
+  if (current_->id == X86_INS_CALL && decoded.flow == Flow::kNext) {
+    known.set(X86_REG_EIP, decoded.target);
+    return;
+  }
+  const auto returnAddress = known.get(X86_REG_EIP);
+  known.forget(X86_REG_EIP);
   if (x86.op_count == 0 || x86.operands[0].type != X86_OP_REG) return;
+  if (returnAddress && current_->id == X86_INS_POP) {
+    known.set(x86.operands[0].reg, *returnAddress);
+    return;
+  }
   const x86_reg written = x86.operands[0].reg;
   const auto before = known.get(written);
   const bool adds = current_->id == X86_INS_ADD && x86.operands[1].type == X86_OP_IMM;
@@ -447,8 +424,9 @@ void Disassembler::readArm64(Decoded& decoded, RegisterValues& known) const {
       decoded.reference = offsetBy(*base, operand.mem.disp);
     } else if (operand.mem.base == ARM64_REG_SP || operand.mem.base == ARM64_REG_X29) {
       const bool stack = operand.mem.base == ARM64_REG_SP;
-      // Write-back moves the stack pointer itself: that is how frames are made, not a variable.
-      if (arm.writeback) continue;
+      // Write-back moves the stack pointer itself, and pairs are registers that are saved: no variables.
+      const bool pair = current_->id == ARM64_INS_STP || current_->id == ARM64_INS_LDP;
+      if (arm.writeback || pair) continue;
       decoded.stackBase = stack ? StackBase::kStackPointer : StackBase::kFramePointer;
       decoded.stackDisplacement = operand.mem.disp;
     }
@@ -476,11 +454,18 @@ void Disassembler::readArm(Decoded& decoded, RegisterValues& known) const {
   if (decoded.flow == Flow::kIndirectCall) known.clear();
 
   const auto formed = armFormedValue(*current_, decoded, known);
-  if (formed) decoded.immediate = *formed;
+  // Half an address is none.
+  if (formed && current_->id != ARM_INS_MOVW) decoded.immediate = *formed;
   std::optional<std::uint64_t> loaded;
   for (int i = 0; i < arm.op_count; ++i) {
     const cs_arm_op& operand = arm.operands[i];
-    if (operand.type != ARM_OP_MEM || operand.mem.index != ARM_REG_INVALID) continue;
+    if (operand.type != ARM_OP_MEM) continue;
+    if (operand.mem.index != ARM_REG_INVALID) {
+      const auto index = known.get(static_cast<unsigned int>(operand.mem.index));
+      const bool plain = operand.mem.base == ARM_REG_PC && operand.shift.type == ARM_SFT_INVALID;
+      if (index && plain) decoded.reference = low32(armProgramCounter(decoded) + *index);
+      continue;
+    }
     if (operand.mem.base == ARM_REG_PC) {
       const std::uint64_t base = armProgramCounter(decoded) & ~std::uint64_t{3};
       decoded.reference = low32(offsetBy(base, operand.mem.disp));

@@ -3,6 +3,8 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <iterator>
 #include <utility>
 
@@ -26,7 +28,9 @@ std::optional<std::uint64_t> hexNumber(QStringView digits) {
 }  // namespace
 
 QString hexAddress(std::uint64_t address) {
-  return QStringLiteral("0x") + QString::number(address, 16);
+  std::array<char, 18> text = {'0', 'x'};
+  const auto [end, error] = std::to_chars(text.data() + 2, text.data() + text.size(), address, 16);
+  return QString::fromLatin1(text.data(), end - text.data());
 }
 
 Document::Document(QString name, OpenedFile file)
@@ -160,8 +164,7 @@ void DocumentList::add(const QString& path, OpenedFile file) {
 
 QStringList DocumentList::names() const {
   QStringList result;
-  for (const auto& document : documents_)
-    result.append(document->name());
+  for (const auto& document : documents_) result.append(document->name());
   return result;
 }
 

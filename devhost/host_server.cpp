@@ -5,7 +5,7 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QLocalSocket>
-#include <QMetaObject>
+#include <QTimer>
 
 #include <cstdint>
 #include <cstring>
@@ -23,27 +23,33 @@ constexpr int kListenBacklog = 128;
 /// What is read ahead of the request in work, in bytes.
 constexpr qint64 kReadAheadBytes = qint64{1} << 20;
 
-/// One client's connection, from its first byte to its end. Owned by its socket.
-class ClientConnection : public QObject {
+bool isServed(const QString& serviceName) {
+  QLocalSocket socket;
+  socket.connectToServer(serviceName);
+  return socket.waitForConnected(kConnectWaitMs);
+}
+
+/// Where Qt puts the socket of a service.
+QString socketPathOf(const QString& serviceName) {
+  return QDir::isAbsolutePath(serviceName) ? serviceName : QDir(QDir::tempPath()).filePath(serviceName);
+}
+
+}  // namespace
+
+/// One client's connection, from its first byte to its end.
+class HostServer::Client : public QObject {
  public:
-  ClientConnection(QLocalSocket* socket, DocumentList& documents)
-      : QObject(socket), socket_(socket), documents_(documents) {
+  Client(QLocalSocket* socket, DocumentList& documents) : socket_(socket), documents_(documents) {
     socket_->setReadBufferSize(kReadAheadBytes);
-    connect(socket_, &QLocalSocket::readyRead, this, [this] { scheduleNext(); });
-    connect(socket_, &QLocalSocket::bytesWritten, this, [this] { scheduleNext(); });
-    scheduleNext();
+    turn_.setSingleShot(true);
+    connect(&turn_, &QTimer::timeout, this, &Client::serveNext);
+    connect(socket_, &QLocalSocket::readyRead, &turn_, qOverload<>(&QTimer::start));
+    connect(socket_, &QLocalSocket::bytesWritten, &turn_, qOverload<>(&QTimer::start));
+    turn_.start();
   }
 
  private:
-  /// The next request has its turn behind what other clients are waiting for.
-  void scheduleNext() {
-    if (std::exchange(isScheduled_, true)) return;
-    QMetaObject::invokeMethod(
-        this, [this] { serveNext(); }, Qt::QueuedConnection);
-  }
-
   void serveNext() {
-    isScheduled_ = false;
     // A client that does not take its replies gets no further ones, which would only pile up here.
     if (socket_->bytesToWrite() > 0) return;
     while (socket_->bytesAvailable() > 0) {
@@ -57,7 +63,7 @@ class ClientConnection : public QObject {
       }
       if (!piece.endsWith('\n')) continue;
       answerLine();
-      scheduleNext();
+      turn_.start();
       return;
     }
   }
@@ -73,23 +79,10 @@ class ClientConnection : public QObject {
 
   QLocalSocket* socket_;
   DocumentList& documents_;
+  QTimer turn_;      ///< the next request waits here behind what other clients have asked
   QByteArray line_;  ///< of the request that is being received
   bool isTooLong_ = false;
-  bool isScheduled_ = false;
 };
-
-bool isServed(const QString& serviceName) {
-  QLocalSocket socket;
-  socket.connectToServer(serviceName);
-  return socket.waitForConnected(kConnectWaitMs);
-}
-
-/// Where Qt puts the socket of a service.
-QString socketPathOf(const QString& serviceName) {
-  return QDir::isAbsolutePath(serviceName) ? serviceName : QDir(QDir::tempPath()).filePath(serviceName);
-}
-
-}  // namespace
 
 QByteArray framedReply(const QJsonObject& reply) {
   QByteArray text = QJsonDocument(reply).toJson(QJsonDocument::Compact);
@@ -132,13 +125,12 @@ bool HostServer::listen(const QString& serviceName, QString& error) {
 
 void HostServer::takeClients() {
   while (QLocalSocket* socket = server_.nextPendingConnection()) {
-    if (clientCount_ >= kMaxClients) {
+    if (clients_.size() >= kMaxClients) {
       delete socket;
       continue;
     }
-    ++clientCount_;
     connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-    connect(socket, &QObject::destroyed, this, [this] { --clientCount_; });
-    new ClientConnection(socket, documents_);
+    connect(socket, &QObject::destroyed, this, [this, socket] { clients_.erase(socket); });
+    clients_.emplace(socket, std::make_unique<Client>(socket, documents_));
   }
 }

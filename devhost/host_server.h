@@ -12,16 +12,15 @@
 #include <QString>
 
 #include <cstddef>
+#include <map>
 #include <memory>
-
-class QLocalSocket;
 
 /// Longest request line, in bytes without its line feed. Far above what naming every procedure of a large
 /// library at once takes.
 inline constexpr qsizetype kMaxRequestBytes = qsizetype{32} << 20;
 
 /// Most clients at a time; a connection beyond them is closed at once. Below what a process may have open.
-inline constexpr int kMaxClients = 512;
+inline constexpr std::size_t kMaxClients = 512;
 
 /// A reply as it travels: the size of the JSON text in 4 bytes (signed, native byte order), then the text.
 QByteArray framedReply(const QJsonObject& reply);
@@ -39,14 +38,16 @@ class HostServer : public QObject {
 
   /// Where clients connect to.
   QString socketPath() const { return server_.fullServerName(); }
-  int clientCount() const { return clientCount_; }
 
  private:
+  class Client;
+
   void takeClients();
 
   DocumentList& documents_;
   std::unique_ptr<QLockFile>
       lock_;  ///< held while serving: the socket's name alone cannot tell two hosts apart
+  std::map<QObject*, std::unique_ptr<Client>>
+      clients_;  ///< by socket; outlives the sockets, which `server_` owns
   QLocalServer server_;
-  int clientCount_ = 0;
 };

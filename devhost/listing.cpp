@@ -108,8 +108,7 @@ class Listing {
   void addComment(std::uint64_t address) {
     const QString comment = textAt(document_.comments, address);
     if (comment.isEmpty()) return;
-    for (const QString& line : comment.split(u'\n'))
-      text_ += QLatin1StringView("; ") + line + u'\n';
+    for (const QString& line : comment.split(u'\n')) text_ += QLatin1StringView("; ") + line + u'\n';
   }
 
   const Document& document_;
@@ -123,8 +122,7 @@ QString assemblyOf(const Document& document, const Procedure& procedure) {
   const Analysis& analysis = document.analysis();
   Listing listing(document);
   for (const BasicBlock& block : analysis.blocksOf(procedure)) {
-    for (std::uint32_t i = block.first; i <= block.last; ++i)
-      listing.add(analysis.instructions[i]);
+    for (std::uint32_t i = block.first; i <= block.last; ++i) listing.add(analysis.instructions[i]);
   }
   return listing.text();
 }

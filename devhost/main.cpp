@@ -38,8 +38,7 @@ class StopSignals {
   StopSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-      sigaddset(&signals, signal);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     notifier_.setSocket(descriptor_);

@@ -23,8 +23,10 @@
 
 namespace {
 
-/// First byte of what the child hands back: a refusal's words, or the file's description.
+/// What the child hands back begins with a byte that says what follows: the words of a refusal; or nothing
+/// yet, the parser being done; and after that the file's description.
 constexpr char kRefused = 'R';
+constexpr char kParsed = 'P';
 constexpr char kOpened = 'O';
 
 /// Closes a descriptor at the end of its scope.
@@ -100,26 +102,30 @@ void writeAll(int descriptor, const QByteArray& data) {
   }
 }
 
-QByteArray describe(const std::vector<std::uint8_t>& bytes) {
+QByteArray refusal(const std::string& reason) {
+  return kRefused + QByteArray::fromStdString(reason);
+}
+
+void describe(const std::vector<std::uint8_t>& bytes, int descriptor) {
   std::string error;
   const std::optional<BinaryImage> image = readImage(bytes, error);
-  if (!image) return kRefused + QByteArray::fromStdString(error);
+  if (!image) return writeAll(descriptor, refusal(error));
+  // Tells a crash that follows from one of the parser's.
+  writeAll(descriptor, QByteArray(1, kParsed));
   const MappedBytes mapped(*image, bytes);
-  return kOpened + toFlatData(*image, analyse(*image, mapped));
+  writeAll(descriptor, kOpened + toFlatData(*image, analyse(*image, mapped)));
 }
 
 [[noreturn]] void runChild(const std::vector<std::uint8_t>& bytes, int descriptor) {
   limitThisProcess();
   silence();
-  QByteArray answer;
   try {
-    answer = describe(bytes);
+    describe(bytes, descriptor);
   } catch (const std::bad_alloc&) {
-    answer = QByteArray(1, kRefused) + "needs more memory than is given to one file";
+    writeAll(descriptor, refusal("needs more memory than is given to one file"));
   } catch (const std::exception&) {
-    answer = QByteArray(1, kRefused) + "cannot be analysed";
+    writeAll(descriptor, refusal("has headers that make no sense"));
   }
-  writeAll(descriptor, answer);
   // Not exit(): what this process has of the parent's is the parent's to clean up.
   _exit(0);
 }
@@ -172,9 +178,10 @@ std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QStri
   if (!inTime || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)) {
     error = QStringLiteral("was not analysed within %1 seconds").arg(kOpenTimeLimitMs / 1000);
   } else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-    error = QStringLiteral("makes the parser crash");
+    error = answer.startsWith(kParsed) ? QStringLiteral("makes the analysis crash")
+                                       : QStringLiteral("makes the parser crash");
   } else {
-    return answer;
+    return answer.startsWith(kParsed) ? answer.sliced(1) : answer;
   }
   return std::nullopt;
 }

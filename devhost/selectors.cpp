@@ -29,8 +29,7 @@ class ByAddress {
   QJsonObject object() {
     std::ranges::sort(members_, {}, &std::pair<QString, QJsonValue>::first);
     QJsonObject result;
-    for (const auto& [key, value] : members_)
-      result.insert(key, value);
+    for (const auto& [key, value] : members_) result.insert(key, value);
     return result;
   }
 
@@ -46,8 +45,7 @@ QJsonObject describeSection(const Section& section) {
 
 QJsonObject describeSegment(const Segment& segment) {
   QJsonArray sections;
-  for (const Section& section : segment.sections)
-    sections.append(describeSection(section));
+  for (const Section& section : segment.sections) sections.append(describeSection(section));
   return {{"name", QString::fromStdString(segment.name)},
           {"start", hexAddress(segment.start)},
           {"end", hexAddress(segment.end)},
@@ -59,8 +57,12 @@ QJsonObject describeSegment(const Segment& segment) {
 QJsonArray describeBlocks(const Analysis& analysis, const Procedure& procedure) {
   QJsonArray blocks;
   for (const BasicBlock& block : analysis.blocksOf(procedure)) {
-    blocks.append(QJsonObject{{"from", hexAddress(analysis.instructions[block.first].address)},
-                              {"to", hexAddress(analysis.instructions[block.last].address)}});
+    // Filled in piece by piece: a large library has a hundred thousand of them, and a list of members is
+    // copied.
+    QJsonObject described;
+    described.insert(QLatin1StringView("from"), hexAddress(analysis.instructions[block.first].address));
+    described.insert(QLatin1StringView("to"), hexAddress(analysis.instructions[block.last].address));
+    blocks.append(std::move(described));
   }
   return blocks;
 }
@@ -146,8 +148,7 @@ TextsAt proceduresOf(const Document& document) {
 template <typename Texts>
 QJsonObject asObject(const Texts& texts) {
   ByAddress result;
-  for (const auto& [address, text] : texts)
-    result.add(address, text);
+  for (const auto& [address, text] : texts) result.add(address, text);
   return result.object();
 }
 
@@ -241,7 +242,7 @@ QJsonValue callersOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   if (procedure == nullptr) return {};
   QJsonArray names;
   const auto& calls = document.analysis().callsByCallee;
-  for (const Call& call : std::ranges::equal_range(calls, procedure->entry, {}, &Call::callee)) {
+  for (const Call& call : partWhere(calls, &Call::callee, procedure->entry)) {
     names.append(document.nameOf(document.analysis().procedures[call.caller].entry));
   }
   return names;
@@ -260,7 +261,7 @@ QJsonValue calleesOfProcedure(DocumentList& documents, const QJsonArray& args, Q
   const auto index = static_cast<std::uint32_t>(procedure - document.analysis().procedures.data());
   QJsonArray names;
   const auto& calls = document.analysis().callsByCaller;
-  for (const Call& call : std::ranges::equal_range(calls, index, {}, &Call::caller)) {
+  for (const Call& call : partWhere(calls, &Call::caller, index)) {
     names.append(calleeName(document, call.callee));
   }
   return names;
@@ -313,7 +314,7 @@ QJsonValue referencesToAddress(DocumentList& documents, const QJsonArray& args, 
   if (!address) return {};
   QJsonArray result;
   const auto& references = document.analysis().references;
-  for (const Reference& reference : std::ranges::equal_range(references, *address, {}, &Reference::to)) {
+  for (const Reference& reference : partWhere(references, &Reference::to, *address)) {
     result.append(hexAddress(reference.from));
   }
   return result;
@@ -414,12 +415,16 @@ QJsonValue setNamesOfAddresses(DocumentList& documents, const QJsonArray& args, 
     // An empty key is no address: here nothing stands for the current one.
     const auto address = it.key().isEmpty() ? std::nullopt : document.addressFrom(it.key(), error);
     if (it.key().isEmpty()) error = QStringLiteral("\"\" is not an address.");
+    if (address && !it.value().isString()) {
+      error = QStringLiteral("The name of \"%1\" is not a string.").arg(it.key());
+      return {};
+    }
     if (!address || !isName(it.value().toString(), error)) return {};
     resolved.emplace_back(*address, it.value().toString());
   }
-  for (const auto& [address, name] : resolved)
-    document.setName(address, name);
-  return QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
+  for (const auto& [address, name] : resolved) document.setName(address, name);
+  return resolved.size() == 1 ? QStringLiteral("Set the name of 1 address.")
+                              : QStringLiteral("Set the names of %1 addresses.").arg(resolved.size());
 }
 
 // Bookmarks ----------------------------------------------------------------------------------------------
@@ -492,36 +497,39 @@ constexpr Selector kSelectors[] = {
 
 // Requests -----------------------------------------------------------------------------------------------
 
-std::vector<QJsonValue::Type> typesOf(Arguments arguments) {
+/// What an argument must be.
+struct ArgumentType {
+  QJsonValue::Type type;
+  const char* name;
+};
+constexpr ArgumentType kText = {QJsonValue::String, "a string"};
+constexpr ArgumentType kFlag = {QJsonValue::Bool, "a boolean"};
+constexpr ArgumentType kObject = {QJsonValue::Object, "an object"};
+
+std::vector<ArgumentType> typesOf(Arguments arguments) {
   switch (arguments) {
-    case Arguments::kNone:
-      return {};
-    case Arguments::kText:
-      return {QJsonValue::String};
-    case Arguments::kTextAndFlag:
-      return {QJsonValue::String, QJsonValue::Bool};
-    case Arguments::kTwoTexts:
-      return {QJsonValue::String, QJsonValue::String};
-    case Arguments::kTextByText:
-      return {QJsonValue::Object};
+    case Arguments::kNone: return {};
+    case Arguments::kText: return {kText};
+    case Arguments::kTextAndFlag: return {kText, kFlag};
+    case Arguments::kTwoTexts: return {kText, kText};
+    case Arguments::kTextByText: return {kObject};
   }
   return {};
 }
 
 bool fits(const QJsonArray& args, const Selector& selector, QString& error) {
-  const std::vector<QJsonValue::Type> types = typesOf(selector.arguments);
+  const std::vector<ArgumentType> types = typesOf(selector.arguments);
+  const QLatin1StringView name(selector.name);
   if (args.size() != static_cast<qsizetype>(types.size())) {
-    error = QStringLiteral("The request \"%1\" takes %2 arguments, not %3.")
-                .arg(QLatin1StringView(selector.name))
-                .arg(types.size())
-                .arg(args.size());
+    error = QStringLiteral("The request \"%1\" takes %2 argument%3, not %4.")
+                .arg(name, QString::number(types.size()), QLatin1StringView(types.size() == 1 ? "" : "s"),
+                     QString::number(args.size()));
     return false;
   }
   for (std::size_t i = 0; i < types.size(); ++i) {
-    if (args[static_cast<qsizetype>(i)].type() == types[i]) continue;
-    error = QStringLiteral("Argument %1 of the request \"%2\" is of the wrong type.")
-                .arg(i + 1)
-                .arg(QLatin1StringView(selector.name));
+    if (args[static_cast<qsizetype>(i)].type() == types[i].type) continue;
+    error = QStringLiteral("Argument %1 of the request \"%2\" is not %3.")
+                .arg(QString::number(i + 1), name, QLatin1StringView(types[i].name));
     return false;
   }
   return true;

@@ -189,9 +189,7 @@ void checkNumber(const std::string& text, const Json& ours, const json& theirs) 
 
 void checkValue(const std::string& text, const Json& ours, const json& theirs) {
   switch (ours.type()) {
-    case Json::Type::Null:
-      expect(theirs.is_null(), "null for both");
-      return;
+    case Json::Type::Null: expect(theirs.is_null(), "null for both"); return;
     case Json::Type::Bool:
       expect(theirs.is_boolean() && theirs.get<bool>() == ours.boolValue(), "the same boolean");
       return;
@@ -205,8 +203,7 @@ void checkValue(const std::string& text, const Json& ours, const json& theirs) {
       return;
     case Json::Type::Array:
       expect(theirs.is_array() && theirs.size() == ours.arrayItems().size(), "arrays of the same length");
-      for (std::size_t i = 0; i < theirs.size(); ++i)
-        checkValue(text, ours[i], theirs[i]);
+      for (std::size_t i = 0; i < theirs.size(); ++i) checkValue(text, ours[i], theirs[i]);
       return;
     case Json::Type::Object:
       expect(theirs.is_object() && theirs.size() == ours.objectItems().size(), "objects of the same size");

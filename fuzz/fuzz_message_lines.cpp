@@ -30,6 +30,10 @@ constexpr std::size_t kMaxStream = 65536;
 /// read takes.
 constexpr std::array<std::size_t, 4> kLongestPiece = {1, 20, 300, 10000};
 
+/// Cuts made in one stream; the rest arrives in one piece. Keeps a long stream of single bytes from taking
+/// most of the time.
+constexpr int kMaxCuts = 200;
+
 /// A pipe on descriptor 0 and a file in memory on descriptor 1, for as long as it lives.
 class StandardStreams {
  public:
@@ -118,8 +122,9 @@ std::string repliesInPieces(std::string_view stream, unsigned seed) {
   registerTools(*toolRegistry(server));
   std::minstd_rand random(seed);
   const std::size_t longest = kLongestPiece[seed % kLongestPiece.size()];
-  while (!stream.empty()) {
-    const std::size_t length = std::min<std::size_t>(1 + random() % longest, stream.size());
+  for (int cut = 0; !stream.empty(); ++cut) {
+    const std::size_t wanted = cut < kMaxCuts ? 1 + random() % longest : stream.size();
+    const std::size_t length = std::min(wanted, stream.size());
     streams.write(stream.substr(0, length));
     stream.remove_prefix(length);
     expect(readAvailable(server), "the loop goes on while the input is open");
@@ -165,8 +170,7 @@ void checkReply(std::string_view line) {
 void checkReplies(std::string_view replies, std::size_t expected) {
   expect(replies.empty() || replies.back() == '\n', "a reply ends its line");
   std::size_t count = 0;
-  for (; !replies.empty(); ++count)
-    checkReply(takeLine(replies));
+  for (; !replies.empty(); ++count) checkReply(takeLine(replies));
   expect(count == expected, "each message draws one reply, but for the accepted notification");
 }
 

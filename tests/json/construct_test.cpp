@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 using json11::Json;
@@ -91,6 +92,11 @@ TEST(Construct, FromACStringIsAStringAndNotABool) {
   EXPECT_EQ(Json(text).type(), Json::Type::String);
   EXPECT_EQ(Json(text).stringValue(), "text");
   EXPECT_EQ(Json("").type(), Json::Type::String);
+}
+
+TEST(Construct, FromOtherPointersIsNotPossible) {
+  EXPECT_FALSE((std::is_constructible_v<Json, void*>));
+  EXPECT_FALSE((std::is_constructible_v<Json, int*>));
 }
 
 TEST(Construct, FromANullCStringThrows) {

@@ -177,7 +177,7 @@ TEST(DumpString, EscapesLineAndParagraphSeparators) {
 }
 
 TEST(DumpString, TreatsEveryByteAlikeAtEveryPlace) {
-  for (std::size_t length = 1; length <= 20; ++length) {
+  for (std::size_t length = 1; length <= 40; ++length) {
     for (std::size_t at = 0; at < length; ++at) {
       for (int byte = 0; byte < 256; ++byte) {
         std::string value(length, 'a');
@@ -197,6 +197,16 @@ TEST(DumpString, FollowsTheRulesForRandomText) {
     std::string value(random() % 1100 / (i % 50 == 0 ? 1 : 40), ' ');
     for (char& c : value) c = bytes[random() % bytes.size()];
     ASSERT_EQ(textOf(value), quotedSlowly(value)) << "seed " << kSeed << ", text " << i;
+  }
+}
+
+TEST(DumpString, FollowsTheRulesForTextsAboutAsLongAsABuffer) {
+  for (const std::size_t length : {255U, 256U, 257U, 510U, 511U, 512U, 513U, 1024U, 5000U}) {
+    for (const char* const piece : {"x", "\n", "\x01", "\xE2\x80\xA8", "x\"", "plain and \\ not "}) {
+      std::string text;
+      while (text.size() < length) text += piece;
+      EXPECT_EQ(textOf(text), quotedSlowly(text));
+    }
   }
 }
 

@@ -170,6 +170,16 @@ TEST_F(NumberAgreement, TextsNearTheEndsOfTheRangeReadAsTheCLibraryReadsThem) {
   }
 }
 
+TEST_F(NumberAgreement, TextsOutOfRangeReadAsTheCLibraryReadsThem) {
+  for (const char* const text :
+       {"1.0e308", "1.7976931348623158e308", "1.7976931348623159e308", "1.0e309", "-1.0e999999", "1.0e-308",
+        "4.9e-324", "2.4703282292062327e-324", "2.4703282292062328e-324", "1.0e-400", "-1.0e-999999",
+        "0.0e999999", "-0.0e-999999", "2.2250738585072011e-308", "-1.0e99999999999999999999",
+        "-1e-99999999999999999999", "1e400", "1e-400"}) {
+    expectAgreement(text);
+  }
+}
+
 TEST_F(NumberAgreement, PrintedDoublesReadAsTheCLibraryReadsThem) {
   for (int i = 0; i < kRounds; ++i) {
     const auto value = std::bit_cast<double>(bits());

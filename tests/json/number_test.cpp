@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -56,11 +57,16 @@ TEST(ParseNumber, KeepsUnsigned64Exactly) {
 }
 
 TEST(ParseNumber, ReadsTenDigitsUpToUnsigned32AsDouble) {
-  EXPECT_EQ(parsed("1234567890").numberValue(), 1234567890.0);
+  // A double that does not fit reads as the lowest int, an unsigned value as its low 32 bits.
+  EXPECT_EQ(parsed("2147483649").intValue(), std::numeric_limits<int>::min());
+  EXPECT_EQ(parsed("4294967295").intValue(), std::numeric_limits<int>::min());
   EXPECT_EQ(parsed("4294967295").numberValue(), 4294967295.0);
   EXPECT_EQ(parsed("4294967295").uint64Value(), 4294967295U);
-  // As unsigned 64-bit it would read as -1.
-  EXPECT_NE(parsed("4294967295").intValue(), -1);
+}
+
+TEST(ParseNumber, ReadsASignOrAFractionAsDoubleHoweverLong) {
+  EXPECT_EQ(parsed("-12345678901").intValue(), std::numeric_limits<int>::min());
+  EXPECT_EQ(parsed("12345678901.0").intValue(), std::numeric_limits<int>::min());
 }
 
 TEST(ParseNumber, ReadsFractionsAsDouble) {

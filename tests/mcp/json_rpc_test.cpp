@@ -70,7 +70,7 @@ void expectReplies(const std::vector<MessageRow>& rows) {
   for (const MessageRow& row : rows) {
     McpServer server;
     handleMessage(server, row.line);
-    EXPECT_THAT(server.sent, ElementsAre(row.reply)) << row.label << ": " << row.line;
+    EXPECT_THAT(server.replies, ElementsAre(row.reply)) << row.label << ": " << row.line;
   }
 }
 
@@ -80,15 +80,16 @@ TEST(SendResult, BuildsTheResultEnvelope) {
   McpServer server;
   sendResult(server, 7, Json::object{{"b", 1}, {"a", 2}});
   sendResult(server, "x", nullptr);
-  EXPECT_THAT(server.sent, ElementsAre(R"({"id": 7, "jsonrpc": "2.0", "result": {"a": 2, "b": 1}})",
-                                       R"({"id": "x", "jsonrpc": "2.0", "result": null})"));
+  EXPECT_THAT(server.replies, ElementsAre(R"({"id": 7, "jsonrpc": "2.0", "result": {"a": 2, "b": 1}})",
+                                          R"({"id": "x", "jsonrpc": "2.0", "result": null})"));
 }
 
 TEST(SendError, BuildsTheErrorEnvelopeWithData) {
   McpServer server;
   sendError(server, 7, -32000, "message", "data");
-  EXPECT_THAT(server.sent, ElementsAre(R"({"error": {"code": -32000, "data": "data", "message": "message"}, )"
-                                       R"("id": 7, "jsonrpc": "2.0"})"));
+  EXPECT_THAT(server.replies,
+              ElementsAre(R"({"error": {"code": -32000, "data": "data", "message": "message"}, )"
+                          R"("id": 7, "jsonrpc": "2.0"})"));
 }
 
 TEST(SendError, LeavesEmptyDataOut) {
@@ -96,13 +97,13 @@ TEST(SendError, LeavesEmptyDataOut) {
   sendError(server, nullptr, 5, "", "");
   sendError(server, nullptr, 5, "");
   const char* const reply = R"({"error": {"code": 5, "message": ""}, "id": null, "jsonrpc": "2.0"})";
-  EXPECT_THAT(server.sent, ElementsAre(reply, reply));
+  EXPECT_THAT(server.replies, ElementsAre(reply, reply));
 }
 
 TEST(SendError, WritesTheCodeAsAPlainInteger) {
   McpServer server;
   sendError(server, 1, -2147483647 - 1, "m");
-  EXPECT_THAT(server.sent,
+  EXPECT_THAT(server.replies,
               ElementsAre(R"({"error": {"code": -2147483648, "message": "m"}, "id": 1, "jsonrpc": "2.0"})"));
 }
 
@@ -211,7 +212,7 @@ TEST(HandleMessage, EchoesTheIdInEveryKindOfError) {
 }
 
 TEST(HandleMessage, TakesTheLastOfRepeatedMembers) {
-  expectReplies({{"method and id", R"({"id":1,"method":"x","method":"tools/list","id":1})", kNoTools},
+  expectReplies({{"method and id", R"({"id":9,"method":"x","method":"tools/list","id":1})", kNoTools},
                  {"escaped method name", R"({"id":1,"method":"tools\/\u006cist"})", kNoTools}});
 }
 
@@ -222,7 +223,7 @@ TEST(HandleMessage, AcceptsTheInitializedNotificationInSilence) {
         R"({"method": "notifications/initialized", "id": null, "params": {"x": [1]}})"}) {
     McpServer server;
     handleMessage(server, line);
-    EXPECT_THAT(server.sent, IsEmpty()) << line;
+    EXPECT_THAT(server.replies, IsEmpty()) << line;
   }
 }
 
@@ -233,8 +234,8 @@ TEST(HandleMessage, RemembersNothing) {
   handleMessage(server, "{");
   handleMessage(server, R"({"id":2,"method":"initialize"})");  // again, with the same id
   handleMessage(server, R"({"id":1,"method":"tools/list"})");
-  EXPECT_THAT(server.sent, ElementsAre(kNoTools, welcome("2"), parseError("unexpected end of input"),
-                                       welcome("2"), kNoTools));
+  EXPECT_THAT(server.replies, ElementsAre(kNoTools, welcome("2"), parseError("unexpected end of input"),
+                                          welcome("2"), kNoTools));
 }
 
 // --- initialize, tools/list ---
@@ -251,7 +252,7 @@ TEST(HandleInitialize, IgnoresItsParams) {
 TEST(HandleInitialize, MayBeCalledByItself) {
   McpServer server;
   handleInitialize(server, "i");
-  EXPECT_THAT(server.sent, ElementsAre(welcome("\"i\"")));
+  EXPECT_THAT(server.replies, ElementsAre(welcome("\"i\"")));
 }
 
 TEST(HandleToolsList, GivesTheWholeListWhateverItsParams) {
@@ -261,11 +262,11 @@ TEST(HandleToolsList, GivesTheWholeListWhateverItsParams) {
     registerTool(server.registry, tool, [](const Json&, std::string&) { return Json(); });
   }
   for (const char* const params : {"", R"(,"params":{"cursor":"1"})", R"(,"params":[])", R"(,"params":{})"}) {
-    server.sent.clear();
+    server.replies.clear();
     handleMessage(server, R"({"id":1,"method":"tools/list")" + std::string(params) + "}");
-    EXPECT_THAT(server.sent, ElementsAre(R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": [)"
-                                         R"({"description": "d", "inputSchema": {}, "name": "z"}, )"
-                                         R"({"description": "d", "inputSchema": {}, "name": "a"}]}})"));
+    EXPECT_THAT(server.replies, ElementsAre(R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": [)"
+                                            R"({"description": "d", "inputSchema": {}, "name": "z"}, )"
+                                            R"({"description": "d", "inputSchema": {}, "name": "a"}]}})"));
   }
 }
 
@@ -286,10 +287,10 @@ class HandleToolsCall : public testing::Test {
 
   /// Handles a call with these params as id 4; returns its one reply.
   std::string reply(const std::string& params) {
-    server_.sent.clear();
+    server_.replies.clear();
     handleMessage(server_, R"({"id":4,"method":"tools/call","params":)" + params + "}");
-    EXPECT_EQ(server_.sent.size(), 1U);
-    return server_.sent.empty() ? "" : server_.sent[0];
+    EXPECT_EQ(server_.replies.size(), 1U);
+    return server_.replies.empty() ? "" : server_.replies[0];
   }
 
   std::string replyFor(const Json& result) {
@@ -315,7 +316,7 @@ TEST_F(HandleToolsCall, NeedsAName) {
 
 TEST_F(HandleToolsCall, NeedsParams) {
   handleMessage(server_, R"({"id":4,"method":"tools/call","name":"t"})");
-  EXPECT_THAT(server_.sent, ElementsAre(missingName("4")));
+  EXPECT_THAT(server_.replies, ElementsAre(missingName("4")));
 }
 
 TEST_F(HandleToolsCall, RefusesUnknownTools) {
@@ -379,7 +380,7 @@ TEST_F(HandleToolsCall, TakesAnyNonEmptyErrorTextForAFailure) {
 
 TEST_F(HandleToolsCall, MayBeCalledByItself) {
   handleToolsCall(server_, "i", Json::object{{"name", "t"}});
-  EXPECT_THAT(server_.sent, ElementsAre(toolResult("done", "\"i\"")));
+  EXPECT_THAT(server_.replies, ElementsAre(toolResult("done", "\"i\"")));
 }
 
 TEST_F(HandleToolsCall, NeverSendsMoreThanOneReply) {

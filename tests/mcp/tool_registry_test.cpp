@@ -111,12 +111,12 @@ TEST(ListTools, ReportsTheSchemaUnchanged) {
 TEST(CallTool, HandsOverTheArgumentsAndTheErrorText) {
   ToolRegistry registry;
   registerTool(registry, toolNamed("a"), [](const Json& arguments, std::string& error) {
-    error = "told";
+    error += "told";
     return arguments["x"];
   });
-  std::string error = "before";
+  std::string error = "before ";
   EXPECT_EQ(callTool(registry, "a", Json::object{{"x", "y"}}, error), Json("y"));
-  EXPECT_EQ(error, "told");
+  EXPECT_EQ(error, "before told");
 }
 
 TEST(CallTool, LeavesTheErrorTextToTheHandler) {

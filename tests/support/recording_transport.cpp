@@ -1,7 +1,7 @@
 #include "support/recording_transport.h"
 
 void sendMessage(McpServer& server, const json11::Json& message) {
-  server.sent.push_back(message.dump());
+  server.replies.push_back(message.dump());
 }
 
 ToolRegistry* toolRegistry(McpServer& server) {

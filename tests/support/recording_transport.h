@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// A server without descriptors: what is sent through it is kept.
+/// A server that keeps its replies instead of writing them, for tests that need messages but no descriptors.
+/// Defines what mcp/transport.h declares.
 struct McpServer {
   ToolRegistry registry;
-  /// All messages so far, each as the bytes of its line without the line feed.
-  std::vector<std::string> sent;
+  std::vector<std::string> replies;  ///< as they would be written, without line feeds
 };

@@ -60,8 +60,8 @@ TEST(Catalogue, IsListedByteForByte) {
   McpServer server;
   registerCatalogue(server.registry, nullptr);
   handleMessage(server, R"({"jsonrpc": "2.0", "id": 1, "method": "tools/list", "params": {"cursor": "x"}})");
-  ASSERT_EQ(server.sent.size(), 1U);
-  EXPECT_EQ(server.sent[0] + "\n", contentOf("tools_list.json"));
+  ASSERT_EQ(server.replies.size(), 1U);
+  EXPECT_EQ(server.replies[0] + "\n", contentOf("tools_list.json"));
 }
 
 TEST(Catalogue, AsksTheHostAsWrittenDown) {
@@ -96,6 +96,14 @@ TEST(Catalogue, RegistersAHandlerForEveryTool) {
     ASSERT_NE(handler, registry.handlers.end()) << entry.name;
     EXPECT_TRUE(handler->second) << entry.name;
   }
+}
+
+TEST(ArgumentCount, IsThatOfTheShape) {
+  EXPECT_EQ(argumentCount(Shape::kNoArgument), 0U);
+  EXPECT_EQ(argumentCount(Shape::kOneString), 1U);
+  EXPECT_EQ(argumentCount(Shape::kPatternSearch), 2U);
+  EXPECT_EQ(argumentCount(Shape::kTwoStrings), 2U);
+  EXPECT_EQ(argumentCount(Shape::kAddressNameMap), 1U);
 }
 
 TEST(Catalogue, GivesAToolWithoutArgumentsNoProperties) {
