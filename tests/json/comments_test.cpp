@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-using json11::Json;
 using json11::JsonParse;
 
 namespace {

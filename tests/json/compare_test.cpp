@@ -134,7 +134,7 @@ TEST(Equality, OfLargeUnsigned64IsThatOfTheirDoubles) {
 
 TEST(Equality, OfNaNHoldsOnlyForASharedPayload) {
   const Json nan = kNaN;
-  const Json copy = nan;
+  const Json copy = nan;  // NOLINT(performance-unnecessary-copy-initialization): copies are the test
   EXPECT_TRUE(nan == copy);
   EXPECT_FALSE(nan < copy);
   EXPECT_FALSE(nan == Json(kNaN));

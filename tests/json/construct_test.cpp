@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -62,9 +63,9 @@ TEST(Construct, FromAMovedStringLeavesTheSourceEmpty) {
 
 TEST(Construct, FromAMovedStringTakesItsStorage) {
   std::string source = kLongText;
-  const char* const storage = source.data();
+  const auto storage = reinterpret_cast<std::uintptr_t>(source.data());
   const Json value = std::move(source);
-  EXPECT_EQ(value.stringValue().data(), storage);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(value.stringValue().data()), storage);
 }
 
 TEST(Construct, FromAMovedArrayLeavesTheSourceEmpty) {
