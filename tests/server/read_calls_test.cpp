@@ -88,13 +88,6 @@ TEST(ReadAvailable, AppendsToWhatWasBuffered) {
   EXPECT_EQ(result.left, "");
 }
 
-// Every chunk is followed by a look at the whole buffer.
-TEST(ReadAvailable, HandlesALineThatWasBufferedWholeWithTheNextChunk) {
-  const Drained result = drained({reads("x"), readFails(EAGAIN)}, ping(1) + "\n");
-  EXPECT_EQ(result.replies, pong(1));
-  EXPECT_EQ(result.left, "x");
-}
-
 TEST(ReadAvailable, GivesTheSameRepliesForEveryPairOfCuts) {
   const std::string input = ping(1) + "\r\n\v\r\r\n\n" + ping(2) + "\n rest";
   const std::string replies = pong(1) + parseErrorReply("expected value, got (11)") + pong(2);
