@@ -5,14 +5,16 @@
 // FILE is an executable with symbols and a `main`. Prints one line a check; exit status 1 if one failed, 2 for usage.
 
 import { fork, spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync } from 'node:fs';
-import { basename, join } from 'node:path';
+import { mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync, writeFileSync } from 'node:fs';
+import { basename, join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
 import { parseArgs } from 'node:util';
+import { documentOf, withoutTimes } from './support/document.mjs';
 import { processesIn } from './support/processes.mjs';
 
 const kProgramLimitMs = 240000;
 const kFolder = import.meta.dirname;
+const kDocument = join(kFolder, '../../docs/clients.md');
 
 function refuse(reason) {
   console.error(`run_clients: ${reason}`);
@@ -37,7 +39,8 @@ function readArguments() {
       return refuse(`there is no ${path}`);
     }
   });
-  return { server, devhost, file, ...parsed.values };
+  const { screenshot } = parsed.values;
+  return { server, devhost, file, ...parsed.values, screenshot: screenshot && resolve(screenshot) };
 }
 
 /// Starts the development host in `folder` and waits for the line that says that it serves.
@@ -81,7 +84,7 @@ async function runProgram(client, setting) {
   };
   const program = fork(join(kFolder, 'programs', `${client.id}.mjs`), [JSON.stringify(setting)], {
     cwd: setting.folder,
-    env: { ...process.env, HOME: setting.folder },
+    env: { ...process.env, HOME: setting.folder, TMPDIR: setting.devhost },
     stdio: ['ignore', 'pipe', 'pipe', 'ipc'],
   });
   let output = '';
@@ -122,6 +125,17 @@ async function runClient(client, options) {
   }
 }
 
+/// Writes the document, or sees that it shows what `rows` have; returns whether all is well and the reason if not.
+function bringDocumentUpToDate(rows, words, shallWrite) {
+  const document = documentOf(rows, words);
+  if (shallWrite) {
+    writeFileSync(kDocument, document);
+    return [true];
+  }
+  if (withoutTimes(document) === withoutTimes(readFileSync(kDocument, 'utf8'))) return [true];
+  return [false, `It would have to be\n${document}`];
+}
+
 const options = readArguments();
 const description = JSON.parse(readFileSync(join(kFolder, 'clients.json'), 'utf8'));
 const clients = description.clients.filter(({ id }) => options.only === undefined || options.only === id);
@@ -130,6 +144,10 @@ if (clients.length === 0) refuse(`there is no client '${options.only}'`);
 const rows = [];
 for (const client of clients) {
   rows.push({ client, ...(await runClient(client, options)) });
+}
+if (options.only === undefined) {
+  const documentState = bringDocumentUpToDate(rows, description.notices, options['write-document']);
+  rows[0].add('docs/clients.md shows what this run showed', ...documentState);
 }
 const checks = rows.flatMap((row) => row.checks);
 const failed = checks.filter(({ passed }) => !passed).length;

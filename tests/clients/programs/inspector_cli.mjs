@@ -5,7 +5,16 @@ import { commandOf, runNode } from '../support/command.mjs';
 import { textOf } from '../support/conversation.mjs';
 import { kEveryTool } from '../support/every_tool.mjs';
 import { ScriptedHost } from '../support/scripted_host.mjs';
-import { check, notice, reportEnding, setting, timeUntilServersEnd } from '../support/setting.mjs';
+import {
+  check,
+  notice,
+  noticeTemporaryFolder,
+  reportEnding,
+  runningServers,
+  setting,
+  timeUntilServersEnd,
+  waitUntil,
+} from '../support/setting.mjs';
 
 const kInspector = commandOf('@modelcontextprotocol/inspector', 'clients/launcher/build/index.js');
 
@@ -61,4 +70,10 @@ await check('sends --tool-arg address=4096 as a number, which the server reads a
 });
 await check('sends --tool-args-json as it is', async () => {
   assert.equal(await addressThatArrives('--tool-args-json', '{"address":"4096"}'), '4096');
+});
+await check('connects without an environment of its own', async () => {
+  const done = runNode([kInspector, '--cli', setting.server, '--method', 'tools/list']);
+  await waitUntil(() => runningServers().length === 1, 'the server to start');
+  noticeTemporaryFolder();
+  assert.equal((await done).status, 0);
 });

@@ -7,7 +7,15 @@
 import assert from 'node:assert/strict';
 import { kEveryTool } from './every_tool.mjs';
 import { ScriptedHost } from './scripted_host.mjs';
-import { check, notice, reportEnding, runningServers, setting, timeUntilServersEnd } from './setting.mjs';
+import {
+  check,
+  notice,
+  noticeTemporaryFolder,
+  reportEnding,
+  runningServers,
+  setting,
+  timeUntilServersEnd,
+} from './setting.mjs';
 
 const kShortTimeoutMs = 300;
 const kShownCharacters = 120;
@@ -45,6 +53,12 @@ export async function talkToDevelopmentHost(connect) {
     assert.equal(await session.call('current_document', {}), setting.document);
   });
   await closeAndMeasure(session);
+  await check('connects without an environment of its own', async () => {
+    const plain = await connect(undefined);
+    noticeTemporaryFolder();
+    await plain.close();
+    await timeUntilServersEnd();
+  });
 }
 
 async function callEveryTool(session) {

@@ -63,3 +63,11 @@ export async function timeUntilServersEnd() {
   await waitUntil(() => runningServers().length === 0, 'the server to end');
   return performance.now() - start;
 }
+
+/// Notes whether the running server was given the client's own TMPDIR without being told to.
+export function noticeTemporaryFolder() {
+  const [server] = runningServers();
+  const variables = readFileSync(`/proc/${server}/environ`, 'utf8').split('\0');
+  const isPassedOn = variables.some((variable) => variable.startsWith('TMPDIR='));
+  notice(isPassedOn ? 'TMPDIR passed on' : 'TMPDIR not passed on');
+}
