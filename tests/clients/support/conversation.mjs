@@ -19,6 +19,7 @@ import {
 
 const kShortTimeoutMs = 300;
 const kShownCharacters = 120;
+const kShownOfError = 45;
 
 /// Holds both conversations; `connect(environment)` starts a server and returns a session.
 export async function holdConversations(connect) {
@@ -85,7 +86,7 @@ export async function talkToScriptedHost(connect) {
     request.reply('too late');
     await seeOwnAnswer(host, session);
   });
-  noticeErrors('after time-out', session);
+  noticeErrors(session);
   await check('cancels a call', async () => {
     const controller = new AbortController();
     const failure = failureOf(session.call('current_address', {}, { signal: controller.signal }));
@@ -95,7 +96,7 @@ export async function talkToScriptedHost(connect) {
     request.reply('too late');
     await seeOwnAnswer(host, session);
   });
-  noticeErrors('after cancellation', session);
+  noticeErrors(session);
   await check('closes', () => session.close());
   await timeUntilServersEnd();
   host.close();
@@ -109,9 +110,8 @@ async function seeOwnAnswer(host, session) {
   assert.equal(await pending, 'in time');
 }
 
-function noticeErrors(what, session) {
-  const errors = session.errors.splice(0);
-  if (errors.length > 0) notice(what, errors.map((error) => shortened(error.message)).join(' | '));
+function noticeErrors(session) {
+  for (const error of session.errors.splice(0)) notice('error callback', shortened(error.message, kShownOfError));
 }
 
 /// Closes the session and reports how long its server then ran on.
@@ -142,7 +142,7 @@ export function textOf(result) {
   return result.content[0].text;
 }
 
-function shortened(text) {
+function shortened(text, characters = kShownCharacters) {
   const line = text.replaceAll(/\s+/g, ' ');
-  return line.length <= kShownCharacters ? line : `${line.slice(0, kShownCharacters)}...`;
+  return line.length <= characters ? line : `${line.slice(0, characters).trimEnd()}...`;
 }

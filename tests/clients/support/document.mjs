@@ -17,7 +17,8 @@ function outcomeOf({ checks }) {
 }
 
 function endingOf({ endingMs }) {
-  return endingMs === undefined ? 'does not apply' : `${(endingMs / 1000).toFixed(1)} s`;
+  if (endingMs === undefined) return 'does not apply';
+  return endingMs < 100 ? '< 0.1 s' : `${(endingMs / 1000).toFixed(1)} s`;
 }
 
 function matrixRow(row) {
@@ -43,5 +44,5 @@ export function documentOf(rows, words) {
 
 /// The document without the measured times, which differ from run to run.
 export function withoutTimes(document) {
-  return document.replaceAll(/\d+\.\d s \|/g, 'T |');
+  return document.replaceAll(/(< )?\d+\.\d s \|/g, 'T |');
 }
