@@ -111,7 +111,13 @@ async function seeOwnAnswer(host, session) {
 }
 
 function noticeErrors(session) {
-  for (const error of session.errors.splice(0)) notice('error callback', shortened(error.message, kShownOfError));
+  for (const { message } of session.errors.splice(0)) notice(kindOfError(message), shortened(message, kShownOfError));
+}
+
+function kindOfError(message) {
+  if (/unknown message ID/.test(message)) return 'late reply';
+  // The schemas of all libraries refuse null there, each in words of its own.
+  return /"path": \[\s*"id"\s*\]/.test(message) ? 'null id' : 'other error';
 }
 
 /// Closes the session and reports how long its server then ran on.
