@@ -13,6 +13,7 @@ struct ServerOptions {
   std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
   int standardInput = -1;   ///< a descriptor to be its standard input instead of a pipe; stays the caller's
   int standardOutput = -1;  ///< likewise
+  std::string program = {};  ///< to be started instead of the built server
 };
 
 /// The built server as a child process, with pipes on its streams. Killed and reaped when the object goes.
