@@ -2,6 +2,7 @@
 
 #include "build_values.h"
 #include "command.h"
+#include "config.h"
 #include "serve.h"
 
 #include <QCoreApplication>
@@ -22,6 +23,7 @@ struct Subcommand {
 };
 
 constexpr Subcommand kSubcommands[] = {
+    {"config", "Print the server's entry for a client, or write it into its file.", runConfig},
     {"serve", "Start the server for a client, and end it when the client ends.", runServe},
 };
 
