@@ -1,8 +1,10 @@
 // orvane-mcp: what OrvaneMCPServer itself must not do. One subcommand, one file of the same name.
 
 #include "build_values.h"
+#include "call.h"
 #include "command.h"
 #include "config.h"
+#include "doctor.h"
 #include "serve.h"
 
 #include <QCoreApplication>
@@ -23,7 +25,9 @@ struct Subcommand {
 };
 
 constexpr Subcommand kSubcommands[] = {
+    {"call", "Call a tool, without an assistant.", runCall},
     {"config", "Print the server's entry for a client, or write it into its file.", runConfig},
+    {"doctor", "Check the server, the host's socket and the clients; alter nothing.", runDoctor},
     {"serve", "Start the server for a client, and end it when the client ends.", runServe},
 };
 

@@ -120,6 +120,11 @@ ServerChild::~ServerChild() {
     if (descriptor >= 0) ::close(descriptor);
 }
 
+void ServerChild::closeDiagnostics() {
+  ::close(diagnostics_);
+  diagnostics_ = -1;
+}
+
 void ServerChild::kill() const {
   if (!ended_) ::kill(pid_, SIGKILL);
 }

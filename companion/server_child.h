@@ -29,6 +29,8 @@ class ServerChild {
   int output() const { return output_; }
   /// -1 unless standard error is piped.
   int diagnostics() const { return diagnostics_; }
+  /// Closes that end, since its other end is closed.
+  void closeDiagnostics();
 
   /// Kills it without waiting; its output can still be read to the end.
   void kill() const;

@@ -265,7 +265,7 @@ TEST(Help, IsPrintedForEveryCommand) {
   const TemporaryFolder folder;
   const Outcome help = runCompanion(folder, {"--help"});
   EXPECT_EQ(help.status, 0);
-  for (const std::string command : {"config", "serve"}) {
+  for (const std::string command : {"call", "config", "doctor", "serve"}) {
     EXPECT_THAT(help.output, HasSubstr("\n  " + command + " "));
     const Outcome own = runCompanion(folder, {command, "--help"});
     EXPECT_EQ(own.status, 0);
