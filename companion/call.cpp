@@ -4,7 +4,7 @@
 #include "host_socket.h"
 #include "repl.h"
 #include "server_location.h"
-#include "tools.h"
+#include "tool_caller.h"
 
 #include <unistd.h>
 
@@ -13,10 +13,9 @@
 namespace {
 
 constexpr char kDescription[] =
-    "Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on "
-    "a\n"
-    "terminal. Values are taken as the tool's schema has them: case_sensitive=true, "
-    "names={\"0x10\":\"start\"}.\n"
+    "Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on\n"
+    "a terminal. Values are taken as the tool's schema has them: case_sensitive=true,\n"
+    "names='{\"0x10\":\"start\"}'. \"orvane-mcp tools\" names the tools.\n"
     "\n"
     "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument.";
 
@@ -31,8 +30,8 @@ int callOnce(ToolCaller& caller, const QStringList& words) {
   const std::string name = words.front().toStdString();
   const Tool* const tool = findTool(caller.tools(), name);
   if (tool == nullptr)
-    return refuse(QStringLiteral("there is no tool \"%1\"; \"help\" in \"orvane-mcp call --repl\" names them")
-                      .arg(words.front()));
+    return refuse(
+        QStringLiteral("there is no tool \"%1\"; \"orvane-mcp tools\" names them").arg(words.front()));
   std::vector<std::string> arguments;
   for (const QString& word : words.mid(1)) arguments.push_back(word.toStdString());
   std::string error;
@@ -66,7 +65,7 @@ int runCall(const QStringList& arguments) {
   const bool isSession = parser.isSet(repl);
   if (isSession && !words.isEmpty()) return refuse(QStringLiteral("--repl takes no tool"));
   if (!isSession && words.isEmpty())
-    return refuse(QStringLiteral("call takes a tool; \"help\" in \"orvane-mcp call --repl\" names them"));
+    return refuse(QStringLiteral("call takes a tool; \"orvane-mcp tools\" names them"));
 
   QString notFound;
   const QString path = locateServer(parser.value(server), notFound);

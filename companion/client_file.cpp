@@ -1,11 +1,12 @@
 #include "client_file.h"
 
+#include "toml_text.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 
-#include <functional>
 #include <optional>
 
 namespace {
@@ -87,73 +88,109 @@ std::string obstacleIn(const OrderedJson& root, const Client& client) {
 /// Parses the text of the client's file and finds the entry reachable, or says in `error` why not.
 std::optional<OrderedJson> parseFile(const Client& client, const std::string& text, std::string& error) {
   std::string mistake;
-  std::optional<OrderedJson> root = parseJson(text, client.dialect(), mistake);
+  std::optional<OrderedJson> root = client.format == ClientFormat::kToml
+                                        ? parseToml(text, mistake)
+                                        : parseJson(text, client.dialect(), mistake);
   if (root) mistake = obstacleIn(*root, client);
   if (mistake.empty()) return root;
   error = client.file + ": " + mistake;
   return std::nullopt;
 }
 
-/// What a change makes of a text that parses to `root`.
-using Edit = std::function<std::string(const std::string& text, const OrderedJson& root)>;
+/// The object with an entry for each server, made if there is none.
+OrderedJson& serversIn(OrderedJson& root, const Client& client) {
+  OrderedJson* value = &root;
+  for (const std::string& key : client.servers) {
+    value = &(*value)[key];
+    if (value->is_null()) *value = OrderedJson::object();
+  }
+  return *value;
+}
 
-FileChange change(const Client& client, const Edit& edit, const char* unchanged) {
-  if (client.format == ClientFormat::kToml)
-    return {.error = client.file + " is TOML, which is not edited here, so that its comments stay; " +
-                     "\"orvane-mcp config " + client.id + "\" prints what belongs in it"};
-  std::string error;
-  const FileText file = readFile(client.file, error);
-  if (!error.empty()) return {.error = error};
-  const std::string text = isBlank(file.text) ? "{}\n" : file.text;
-  const std::optional<OrderedJson> root = parseFile(client, text, error);
-  if (!root) return {.error = error};
-  const std::string edited = edit(text, *root);
-  if (edited == text) return {.report = client.file + unchanged};
-  return replaceFile(file, edited);
+/// What the file is to mean: `root` with `entry` merged into ours or, without one, without ours.
+OrderedJson withChange(OrderedJson root, const Client& client, const std::optional<OrderedJson>& entry) {
+  OrderedJson& servers = serversIn(root, client);
+  if (!entry) {
+    servers.erase(kEntryName);
+    return root;
+  }
+  OrderedJson& present = servers[kEntryName];
+  if (!present.is_object()) present = OrderedJson::object();
+  present.update(*entry);
+  return root;
+}
+
+/// Whether `text` parses to `expected`, whatever the order of its members.
+bool means(const std::string& text, OrderedJson expected, const Client& client) {
+  std::string unused;
+  std::optional<OrderedJson> root = parseFile(client, text, unused);
+  if (!root) return false;
+  // In TOML there may be no object of servers when there is no server.
+  serversIn(*root, client);
+  serversIn(expected, client);
+  return nlohmann::json(*root) == nlohmann::json(expected);
+}
+
+std::string withValue(const Client& client, const std::string& text, const KeyPath& path,
+                      const OrderedJson& value) {
+  return client.format == ClientFormat::kToml ? withTomlMember(text, path, value)
+                                              : withMember(text, path, value);
 }
 
 std::string withEntry(std::string text, const OrderedJson& root, const Client& client,
                       const OrderedJson& entry) {
   const KeyPath path = client.entryPath();
   const OrderedJson* const present = memberAt(root, path);
-  if (present == nullptr || !present->is_object()) return withMember(text, path, entry);
+  if (present == nullptr || !present->is_object()) return withValue(client, text, path, entry);
   for (const auto& [key, value] : entry.items()) {
     if (present->contains(key) && (*present)[key] == value) continue;
     KeyPath member = path;
     member.push_back(key);
-    text = withMember(text, member, value);
+    text = withValue(client, text, member, value);
   }
   return text;
+}
+
+std::string withoutEntry(const std::string& text, const OrderedJson& root, const Client& client) {
+  const KeyPath path = client.entryPath();
+  if (memberAt(root, path) == nullptr) return text;
+  return client.format == ClientFormat::kToml ? withoutTomlMember(text, path) : withoutMember(text, path);
+}
+
+/// Merges `entry` into the client's file or, without one, takes ours out.
+FileChange change(const Client& client, const std::optional<OrderedJson>& entry, const char* unchanged) {
+  std::string error;
+  const FileText file = readFile(client.file, error);
+  if (!error.empty()) return {.error = error};
+  const bool isToml = client.format == ClientFormat::kToml;
+  const std::string text = isBlank(file.text) && !isToml ? "{}\n" : file.text;
+  const std::optional<OrderedJson> root = parseFile(client, text, error);
+  if (!root) return {.error = error};
+  const std::string edited =
+      entry ? withEntry(text, *root, client, *entry) : withoutEntry(text, *root, client);
+  if (edited == text) return {.report = client.file + unchanged};
+  if (!means(edited, withChange(*root, client, entry), client))
+    return {.error = client.file +
+                     " is written in a way that cannot be changed safely here; \"orvane-mcp config " +
+                     client.id + "\" prints the entry"};
+  return replaceFile(file, edited);
 }
 
 }  // namespace
 
 FileChange enter(const Client& client, const Launch& launch) {
-  const OrderedJson entry = entryFor(client, launch);
-  return change(
-      client,
-      [&client, &entry](const std::string& text, const OrderedJson& root) {
-        return withEntry(text, root, client, entry);
-      },
-      " has this entry already.");
+  return change(client, entryFor(client, launch), " has this entry already.");
 }
 
 FileChange takeOut(const Client& client) {
-  const KeyPath path = client.entryPath();
-  return change(
-      client,
-      [&path](const std::string& text, const OrderedJson& root) {
-        return memberAt(root, path) == nullptr ? text : withoutMember(text, path);
-      },
-      " has no such entry.");
+  return change(client, std::nullopt, " has no such entry.");
 }
 
 ClientFileState look(const Client& client) {
   ClientFileState state;
   const FileText file = readFile(client.file, state.error);
   state.exists = file.exists;
-  if (!file.exists || !state.error.empty() || client.format == ClientFormat::kToml || isBlank(file.text))
-    return state;
+  if (!file.exists || !state.error.empty() || isBlank(file.text)) return state;
   const std::optional<OrderedJson> root = parseFile(client, file.text, state.error);
   if (!root) return state;
   if (const OrderedJson* const entry = memberAt(*root, client.entryPath())) {

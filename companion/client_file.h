@@ -17,8 +17,9 @@ struct FileChange {
 ///
 /// A file that is changed is copied first, beside itself, under a name that is not in use. The change is
 /// atomic: whoever reads the file sees the old text or the new one. A symbolic link stays one. Nothing is
-/// touched when the file does not parse, holds something else where objects are expected, or is changed by
-/// somebody else in the meantime.
+/// touched when the file does not parse, holds something else where objects are expected, is changed by
+/// somebody else in the meantime, or would not mean what it is to mean after the change: the new text is
+/// parsed and compared before it is written.
 FileChange enter(const Client& client, const Launch& launch);
 
 /// Takes the entry out of the client's file again, in the same way.
@@ -32,5 +33,5 @@ struct ClientFileState {
   Launch launch = {};  ///< of the entry
 };
 
-/// Looks into the client's file. A TOML file is not parsed: it exists, and that is all.
+/// Looks into the client's file.
 ClientFileState look(const Client& client);

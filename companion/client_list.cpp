@@ -1,6 +1,7 @@
 #include "client_list.h"
 
 #include "clients_data.h"
+#include "toml_text.h"
 
 #include <QDir>
 #include <QStandardPaths>
@@ -35,15 +36,6 @@ std::vector<std::string> stringsOf(const OrderedJson& array) {
   std::vector<std::string> strings;
   for (const OrderedJson& element : array) strings.push_back(element.is_string() ? element : "");
   return strings;
-}
-
-/// An entry as a TOML table. A string in JSON's spelling is one in TOML's too.
-std::string tomlTable(const KeyPath& path, const OrderedJson& entry) {
-  std::string text = "[";
-  for (const std::string& key : path) text += (text.size() > 1 ? "." : "") + key;
-  text += "]\n";
-  for (const auto& [key, value] : entry.items()) text += key + " = " + value.dump() + '\n';
-  return text;
 }
 
 }  // namespace
@@ -100,6 +92,6 @@ Launch launchOf(const Client& client, const OrderedJson& entry) {
 
 std::string fileFor(const Client& client, const Launch& launch) {
   const OrderedJson entry = entryFor(client, launch);
-  if (client.format == ClientFormat::kToml) return tomlTable(client.entryPath(), entry);
+  if (client.format == ClientFormat::kToml) return withTomlMember({}, client.entryPath(), entry);
   return withMember("{}", client.entryPath(), entry) + '\n';
 }

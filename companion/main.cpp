@@ -6,6 +6,7 @@
 #include "config.h"
 #include "doctor.h"
 #include "serve.h"
+#include "tools.h"
 
 #include <QCoreApplication>
 
@@ -29,6 +30,7 @@ constexpr Subcommand kSubcommands[] = {
     {"config", "Print the server's entry for a client, or write it into its file.", runConfig},
     {"doctor", "Check the server, the host's socket and the clients; alter nothing.", runDoctor},
     {"serve", "Start the server for a client, and end it when the client ends.", runServe},
+    {"tools", "Name the tools and their arguments, or describe some.", runTools},
 };
 
 void printHelp() {

@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "line_editor.h"
+#include "tools.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -32,33 +33,13 @@ std::vector<std::string> argumentWords(const std::string& line, const std::strin
   return words;
 }
 
-void printTool(const Tool& tool) {
-  std::printf("%s\n  %s\n", tool.name.c_str(), tool.description.c_str());
-  for (const ToolArgument& argument : tool.arguments)
-    std::printf("  %s (%s): %s\n", argument.name.c_str(), argument.type.c_str(),
-                argument.description.c_str());
-}
-
-void printUsageOf(const Tool& tool) {
-  std::printf("%s", tool.name.c_str());
-  for (const ToolArgument& argument : tool.arguments)
-    std::printf(" [%s=%s]", argument.name.c_str(), argument.type.c_str());
-  std::printf("\n");
-}
-
 void help(const std::vector<std::string>& names, const std::vector<Tool>& tools) {
   if (names.empty()) {
-    std::ranges::for_each(tools, printUsageOf);
+    printUsages(tools);
     std::printf("help TOOL tells more of one; quit ends.\n");
-    return;
   }
-  for (const std::string& name : names) {
-    if (const Tool* const tool = findTool(tools, name)) {
-      printTool(*tool);
-    } else {
-      complain(QStringLiteral("there is no tool \"%1\"").arg(QString::fromStdString(name)));
-    }
-  }
+  if (const std::optional<std::string> unknown = describeTools(names, tools))
+    complain(QStringLiteral("there is no tool \"%1\"").arg(QString::fromStdString(*unknown)));
 }
 
 /// Makes the call that `words` say. Returns the mistake, or nothing.

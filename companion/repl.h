@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools.h"
+#include "tool_caller.h"
 
 #include <functional>
 #include <string>

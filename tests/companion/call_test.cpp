@@ -151,6 +151,39 @@ TEST(CallSession, ReachesAHostThatIsOpenedLater) {
   EXPECT_EQ(session.readLine(), "here");
 }
 
+TEST(Tools, AreNamedWithTheirArgumentsInTheServersOrder) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 34);
+  EXPECT_THAT(outcome.output, HasSubstr("\nsearch_strings [case_sensitive=boolean] [pattern=string]\n"));
+}
+
+TEST(Tools, AreDescribedByName) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools", "goto_address"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, testing::StartsWith("goto_address\n  "));
+  EXPECT_THAT(outcome.output,
+              testing::EndsWith("\n  address (string): The address in hexadecimal, or a label name.\n"));
+}
+
+TEST(Tools, RefusesAToolThatThereIsNot) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools", "no_such_tool"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.error,
+            "orvane-mcp: there is no tool \"no_such_tool\"; \"orvane-mcp tools\" names them\n");
+}
+
+TEST(Tools, ReportsAServerThatEnds) {
+  const TemporaryFolder folder;
+  const Outcome outcome =
+      runCompanion(folder, {"tools", "--server", ORVANE_FAKE_SERVER}, {"FAKE_SERVER=ends"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error, "orvane-mcp: the server ended with exit status 1\n");
+}
+
 /// Both ends of a terminal.
 struct Terminal {
   int person = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);

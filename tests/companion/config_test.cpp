@@ -112,12 +112,6 @@ TEST(Config, WritesWhatItPrintsForEveryClientThatHasNoFile) {
   const TemporaryFolder folder;
   for (const auto& [id, file] : listedClients(folder)) {
     const Outcome written = runCompanion(folder, {"config", id, "--write"});
-    if (fs::path(file).extension() == ".toml") {
-      EXPECT_EQ(written.status, 1) << id;
-      EXPECT_THAT(written.error, HasSubstr("is TOML, which is not edited here")) << id;
-      EXPECT_FALSE(fs::exists(file)) << id;
-      continue;
-    }
     EXPECT_EQ(written.status, 0) << id << written.error;
     std::ostringstream content;
     content << std::ifstream(file).rdbuf();
@@ -227,6 +221,48 @@ TEST_F(ConfigFile, MayBeEmpty) {
   EXPECT_EQ(content(), config({}).output);
 }
 
+TEST_F(ConfigFile, IsLeftAloneWhenItSaysTheSameThingTwice) {
+  const std::string ambiguous = R"({"mcpServers": {"orvane": {"a": 1}, "orvane": {"b": 2}}})";
+  put(ambiguous);
+  const Outcome outcome = config({"--remove"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error, "orvane-mcp: " + path_ +
+                               " is written in a way that cannot be changed safely here; "
+                               "\"orvane-mcp config claude-code\" prints the entry\n");
+  EXPECT_EQ(content(), ambiguous);
+  EXPECT_EQ(filesInFolder(), (std::vector<std::string>{".claude.json"}));
+}
+
+TEST(ConfigToml, IsEditedInPlaceAndIsAsBeforeWhenTheEntryIsTakenOut) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/.codex/config.toml";
+  const std::string before = "# mine\nmodel = \"m\" # big\n\n[mcp_servers.other]\ncommand = \"\u00e9\"\n";
+  fs::create_directory(folder.path() + "/.codex");
+  std::ofstream(path) << before;
+  const auto content = [&path] {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  };
+
+  EXPECT_EQ(runCompanion(folder, {"config", "codex", "--write"}).status, 0);
+  const std::string written =
+      before + "\n[mcp_servers.orvane]\ncommand = \"" ORVANE_COMPANION "\"\nargs = [\"serve\"]\n";
+  EXPECT_EQ(content(), written);
+  EXPECT_EQ(runCompanion(folder, {"config", "codex", "--write"}).output, path + " has this entry already.\n");
+  EXPECT_EQ(runCompanion(folder, {"config", "codex", "--remove"}).status, 0);
+  EXPECT_EQ(content(), before);
+}
+
+TEST(ConfigToml, IsLeftAloneWithThePlaceOfTheErrorWhenItDoesNotParse) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/config.toml";
+  std::ofstream(path) << "a = 1\nb = oops\n";
+  const Outcome outcome = runCompanion(folder, {"config", "codex", "--write", "--file", path});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.error, testing::StartsWith("orvane-mcp: " + path + ": line 2, column 5: "));
+}
+
 TEST_F(ConfigFile, KeepsTheCommentsOfAnEditorsSettings) {
   const std::string path = folder_.path() + "/settings.json";
   std::ofstream(path) << "// mine\n{\n  \"theme\": \"dark\", // at night\n}\n";
@@ -246,6 +282,7 @@ TEST(Config, RefusesWrongUsageInOneLine) {
       {"config", "zed", "--write", "--remove"},
       {"config", "zed", "--no-such-option"},
       {"config", "zed", "--file"},
+      {"tools", "--no-such-option"},
       {"serve", "argument"},
       {"serve", "--no-such-option"},
       {},
@@ -265,7 +302,7 @@ TEST(Help, IsPrintedForEveryCommand) {
   const TemporaryFolder folder;
   const Outcome help = runCompanion(folder, {"--help"});
   EXPECT_EQ(help.status, 0);
-  for (const std::string command : {"call", "config", "doctor", "serve"}) {
+  for (const std::string command : {"call", "config", "doctor", "serve", "tools"}) {
     EXPECT_THAT(help.output, HasSubstr("\n  " + command + " "));
     const Outcome own = runCompanion(folder, {command, "--help"});
     EXPECT_EQ(own.status, 0);

@@ -165,6 +165,7 @@ TEST(Doctor, FindsWhatIsWrongWithEntries) {
   put(folder.path() + "/.config/opencode/opencode.json",
       R"({"mcp": {"orvane": {"type": "local", "command": [")" ORVANE_COMPANION R"(", "serve"]}}})");
   put(folder.path() + "/.kiro/settings/mcp.json", "{\n  oops\n}");
+  put(folder.path() + "/.codex/config.toml", "[mcp_servers.orvane]\ncommand = \"server\"\n");
   put(folder.path() + "/.lmstudio/mcp.json", R"({"mcpServers": {"other": {}}})");
   const Outcome outcome = runCompanion(folder, {"doctor"});
   EXPECT_EQ(outcome.status, 1);
@@ -173,6 +174,7 @@ TEST(Doctor, FindsWhatIsWrongWithEntries) {
       AllOf(HasSubstr("\nwrong  client claude-code: Claude Code's entry in " + folder.path() +
                       "/.claude.json starts \"orvane-mcp\", which is not an absolute path. Remedy: run "
                       "\"orvane-mcp config claude-code --write\"\n"),
+            HasSubstr("/.codex/config.toml starts \"server\", which is not an absolute path. Remedy: "),
             HasSubstr("starts /no/such/program, which does not exist. Remedy: "),
             HasSubstr("\nok     client opencode: "),
             HasSubstr("\nwrong  client kiro: Kiro's file does not parse: " + folder.path() +

@@ -1,4 +1,4 @@
-#include "tools.h"
+#include "tool_caller.h"
 
 #include "repl.h"
 
