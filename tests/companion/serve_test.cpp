@@ -269,6 +269,19 @@ TEST(ServeAfterAFault, AnswersTheMessagesBehindTheLostOneInOrder) {
   EXPECT_EQ(contentOf(log), "first\ndie\nsecond\n\ndie\nthird\n");
 }
 
+TEST(ServeAfterAFault, SendsALongLineAgainWhoseBeginningTheEndedServerHad) {
+  const TemporaryFolder folder;
+  ServerProcess serve(serveFakeIn(folder));
+  const std::string line(std::size_t{3} * 1024 * 1024, 'l');
+  const std::string first = serve.ask("pid");
+  serve.write(line);
+  serve.waitUntilIdle();
+  ::kill(std::stoi(first), SIGKILL);
+  serve.waitUntilIdle();
+  EXPECT_TRUE(serve.ask("") == line);
+  EXPECT_NE(serve.ask("pid"), first);
+}
+
 TEST(ServeAfterAFault, WithdrawsAReplyThatWasCutShort) {
   const TemporaryFolder folder;
   ServerProcess serve(serveFakeIn(folder));
@@ -379,6 +392,33 @@ TEST(ServeFollowing, KeepsTheServerWhileAMessageWaits) {
   answerOneCall(after, "after");
   EXPECT_EQ(serve.readLine(), textReply("5", "after"));
   EXPECT_NE(onlyChildOf(serve.pid()), first);
+}
+
+TEST(ServeFollowing, KeepsTheServerThatHasTheBeginningOfAMessage) {
+  const TemporaryFolder folder;
+  const std::string log = folder.path() + "/log";
+  ServerProcess serve(serveFakeIn(folder, {"FAKE_SERVER_LOG=" + log}));
+  const std::string first = serve.ask("pid");
+  serve.write("pid, but");
+  serve.waitUntilIdle();
+  const ScriptedHost host(folder.socketPath());
+  EXPECT_EQ(serve.ask(" slowly"), first);
+  EXPECT_NE(serve.ask("pid"), first);
+  EXPECT_EQ(contentOf(log), "pid\npid, but slowly\npid\n");
+}
+
+TEST(ServeFollowing, EndsTheFreshServerToo) {
+  for (const int signal : {SIGTERM, SIGKILL}) {
+    const TemporaryFolder folder;
+    ServerProcess serve(serveIn(folder));
+    serve.ask(kInitialize);
+    const ScriptedHost host(folder.socketPath());
+    serve.ask(kInitialize);
+    const pid_t fresh = onlyChildOf(serve.pid());
+    serve.signal(signal);
+    serve.waitForEnd();
+    waitUntilGone(fresh);
+  }
 }
 
 TEST(ServeFollowing, LosesRepeatsAndReordersNothingInABurst) {
