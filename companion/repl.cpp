@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace {
 
@@ -17,6 +18,7 @@ bool startsWith(const std::string& text, const std::string& start) {
 
 std::vector<std::string> firstWords(const std::vector<Tool>& tools) {
   std::vector<std::string> words;
+  words.reserve(tools.size() + std::size(kSessionWords));
   for (const Tool& tool : tools) words.push_back(tool.name + ' ');
   for (const char* word : kSessionWords) words.push_back(std::string(word) + ' ');
   return words;
