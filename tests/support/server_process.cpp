@@ -74,10 +74,11 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
   use(options.standardOutput, output.writing, STDOUT_FILENO);
   use(-1, error.writing, STDERR_FILENO);
 
-  std::vector<std::string> arguments = {ORVANE_SERVER};
+  const std::string program = options.program.empty() ? ORVANE_SERVER : options.program;
+  std::vector<std::string> arguments = {program};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = environmentFor(options);
-  const int failure = posix_spawn(&pid_, ORVANE_SERVER, &actions, nullptr, pointers(arguments).data(),
+  const int failure = posix_spawn(&pid_, program.c_str(), &actions, nullptr, pointers(arguments).data(),
                                   pointers(environment).data());
   posix_spawn_file_actions_destroy(&actions);
   for (const int theirs : {input.reading, output.writing, error.writing}) ::close(theirs);

@@ -11,8 +11,9 @@ struct ServerOptions {
   std::string socketFolder;                   ///< becomes its TMPDIR
   std::vector<std::string> arguments = {};    ///< of its command line
   std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
-  int standardInput = -1;   ///< a descriptor to be its standard input instead of a pipe; stays the caller's
-  int standardOutput = -1;  ///< likewise
+  int standardInput = -1;    ///< a descriptor to be its standard input instead of a pipe; stays the caller's
+  int standardOutput = -1;   ///< likewise
+  std::string program = {};  ///< to be started instead of the built server
 };
 
 /// The built server as a child process, with pipes on its streams. Killed and reaped when the object goes.

@@ -1,0 +1,14 @@
+# libedit, the line editor with a BSD licence; Debian's libedit-dev. Defines Editline::Editline.
+find_path(EDITLINE_INCLUDE_DIR histedit.h)
+find_library(EDITLINE_LIBRARY edit)
+mark_as_advanced(EDITLINE_INCLUDE_DIR EDITLINE_LIBRARY)
+
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(Editline REQUIRED_VARS EDITLINE_LIBRARY EDITLINE_INCLUDE_DIR)
+
+if(Editline_FOUND AND NOT TARGET Editline::Editline)
+  add_library(Editline::Editline UNKNOWN IMPORTED)
+  set_target_properties(Editline::Editline PROPERTIES
+    IMPORTED_LOCATION "${EDITLINE_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${EDITLINE_INCLUDE_DIR}")
+endif()

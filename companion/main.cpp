@@ -1,0 +1,75 @@
+// orvane-mcp: what OrvaneMCPServer itself must not do. One subcommand, one file of the same name.
+
+#include "build_values.h"
+#include "call.h"
+#include "command.h"
+#include "config.h"
+#include "doctor.h"
+#include "serve.h"
+#include "tools.h"
+
+#include <QCoreApplication>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <string>
+
+namespace {
+
+struct Subcommand {
+  const char* name;
+  const char* summary;
+  int (*run)(const QStringList& arguments);  ///< gets the program and the subcommand first
+};
+
+constexpr Subcommand kSubcommands[] = {
+    {"call", "Call a tool, without an assistant.", runCall},
+    {"config", "Print the server's entry for a client, or write it into its file.", runConfig},
+    {"doctor", "Check the server, the host's socket and the clients; alter nothing.", runDoctor},
+    {"serve", "Start the server for a client, and end it when the client ends.", runServe},
+    {"tools", "Name the tools and their arguments, or describe some.", runTools},
+};
+
+void printHelp() {
+  std::printf("Usage: orvane-mcp COMMAND [options]\n\nWhat goes with OrvaneMCPServer. Commands:\n");
+  for (const Subcommand& subcommand : kSubcommands)
+    std::printf("  %-8s %s\n", subcommand.name, subcommand.summary);
+  std::printf(
+      "\nOptions:\n"
+      "  -h, --help     This text; after a command, what it does and takes.\n"
+      "  -v, --version  The version.\n");
+}
+
+/// A standard stream that the caller has closed would give its number to the next file that is opened.
+void openStandardStreams() {
+  for (int stream = 0; stream < 3; ++stream)
+    if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  openStandardStreams();
+  const QCoreApplication application(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("orvane-mcp"));
+  const QStringList arguments = QCoreApplication::arguments();
+  const QString name = arguments.value(1);
+  if (name.isEmpty()) return refuse(QStringLiteral("no command is given; see --help"));
+  if (name == QLatin1StringView("--help") || name == QLatin1StringView("-h")) {
+    printHelp();
+    return kSuccess;
+  }
+  if (name == QLatin1StringView("--version") || name == QLatin1StringView("-v")) {
+    std::printf("orvane-mcp %s\n", kVersion);
+    return kSuccess;
+  }
+  const auto* const subcommand =
+      std::find_if(std::begin(kSubcommands), std::end(kSubcommands),
+                   [&name](const Subcommand& each) { return name == QLatin1StringView(each.name); });
+  if (subcommand == std::end(kSubcommands))
+    return refuse(QStringLiteral("there is no command \"%1\"; see --help").arg(name));
+  return subcommand->run(arguments);
+}

@@ -1,0 +1,108 @@
+#include "tool_caller.h"
+
+#include "reply.h"
+
+#include <algorithm>
+#include <iterator>
+
+using Json = ServerSession::Json;
+
+namespace {
+
+/// Longest wait for answers that need no host, in milliseconds.
+constexpr int kServerLimitMs = 10000;
+
+Tool readTool(const Json& listed) {
+  Tool tool{
+      .name = stringAt(listed, "/name"), .description = stringAt(listed, "/description"), .arguments = {}};
+  const Json::json_pointer properties("/inputSchema/properties");
+  if (!listed.contains(properties)) return tool;
+  for (const auto& [name, schema] : listed.at(properties).items())
+    tool.arguments.push_back({name, stringAt(schema, "/type"), stringAt(schema, "/description")});
+  return tool;
+}
+
+std::optional<Json> readValue(const ToolArgument& argument, const std::string& text, std::string& error) {
+  if (argument.type == "string") return text;
+  Json value = Json::parse(text, nullptr, false);
+  const bool isInteger = argument.type == "integer";
+  const bool fits =
+      !value.is_discarded() &&
+      (isInteger ? value.is_number_integer() : argument.type.empty() || argument.type == value.type_name());
+  if (fits) return value;
+  error = argument.name + " takes " +
+          (argument.type == "boolean" ? "true or false" : "a JSON " + argument.type) + ", not \"" + text +
+          "\"";
+  return std::nullopt;
+}
+
+}  // namespace
+
+const ToolArgument* Tool::argument(const std::string& argumentName) const {
+  const auto found = std::ranges::find(arguments, argumentName, &ToolArgument::name);
+  return found == arguments.end() ? nullptr : &*found;
+}
+
+const Tool* findTool(const std::vector<Tool>& tools, const std::string& name) {
+  const auto found = std::ranges::find(tools, name, &Tool::name);
+  return found == tools.end() ? nullptr : &*found;
+}
+
+std::optional<Json> readArguments(const Tool& tool, const std::vector<std::string>& words,
+                                  std::string& error) {
+  Json arguments = Json::object();
+  for (const std::string& word : words) {
+    const std::size_t equals = word.find('=');
+    const std::string key = word.substr(0, equals);
+    const ToolArgument* const argument = tool.argument(key);
+    if (equals == std::string::npos) {
+      error = "\"" + word + "\" is not of the form key=value";
+    } else if (argument == nullptr) {
+      error = tool.name + " has no argument \"" + key + "\"";
+    } else if (arguments.contains(key)) {
+      error = key + " is given twice";
+    } else if (std::optional<Json> value = readValue(*argument, word.substr(equals + 1), error)) {
+      arguments[key] = std::move(*value);
+    }
+    if (!error.empty()) return std::nullopt;
+  }
+  return arguments;
+}
+
+ToolCaller::ToolCaller(std::string server, std::string socketPath)
+    : server_(std::move(server)), socketPath_(std::move(socketPath)) {}
+
+bool ToolCaller::start(std::string& error) {
+  socketAtStart_ = identityOf(socketPath_);
+  session_ = ServerSession::start(server_, ServerChild::Diagnostics::kPiped, error);
+  if (!session_ || !session_->ask("initialize", Json::object(), kServerLimitMs, error)) return false;
+  session_->notify("notifications/initialized");
+  const std::optional<Json> reply = session_->ask("tools/list", Json::object(), kServerLimitMs, error);
+  if (!reply) return false;
+  error = errorOf(*reply);
+  if (!error.empty()) return false;
+  tools_.clear();
+  const Json::json_pointer tools("/result/tools");
+  if (reply->contains(tools)) std::ranges::transform(reply->at(tools), std::back_inserter(tools_), readTool);
+  return true;
+}
+
+bool ToolCaller::restartForNewHost(std::string& error) {
+  const std::optional<SocketIdentity> now = identityOf(socketPath_);
+  return !now || now == socketAtStart_ || start(error);
+}
+
+CallOutcome ToolCaller::call(const Tool& tool, const Json& arguments) {
+  CallOutcome outcome;
+  const Json params = {{"name", tool.name}, {"arguments", arguments}};
+  if (!restartForNewHost(outcome.error)) return outcome;
+  const std::optional<Json> reply = session_->ask("tools/call", params, kNoLimit, outcome.error);
+  if (!reply) return outcome;
+  outcome.error = errorOf(*reply);
+  outcome.text = textOf(*reply);
+  // The server has no words for a host that it cannot reach; an empty text is all that is left of the call.
+  const bool mayBeNoHost = outcome.error.empty() && outcome.text.empty();
+  if (mayBeNoHost && visitHostSocket(socketPath_).state != HostSocketState::kListening)
+    outcome.error = "no host answers at " + socketPath_ + "; try \"orvane-mcp doctor\"";
+  return outcome;
+}

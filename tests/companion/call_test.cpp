@@ -1,0 +1,240 @@
+// `orvane-mcp call`: one call from the command line, and a session of them.
+
+#include "companion/companion_process.h"
+#include "support/scripted_host.h"
+#include "support/waiting.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <future>
+
+namespace {
+
+using testing::HasSubstr;
+
+/// Runs the program while `host` answers one request with `reply`. The request goes to `request`.
+Outcome callAnswered(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
+                     const std::string& reply, std::string& request) {
+  ScriptedHost host(folder.socketPath());
+  auto outcome = std::async(std::launch::async, [&] { return runCompanion(folder, arguments); });
+  host.accept();
+  request = host.readLine();
+  host.reply(reply);
+  return outcome.get();
+}
+
+TEST(Call, PrintsTheTextOfTheResult) {
+  const TemporaryFolder folder;
+  std::string request;
+  const Outcome outcome = callAnswered(folder, {"call", "comment", "address=0x10"},
+                                       R"({"success": true, "result": "two\nlines"})", request);
+  EXPECT_EQ(request, R"({"args":["0x10"],"request":"commentAtAddress:withReply:"})");
+  EXPECT_EQ(outcome.output, "two\nlines\n");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Call, SendsValuesAsTheSchemaHasThem) {
+  const TemporaryFolder folder;
+  std::string request;
+  callAnswered(folder, {"call", "search_strings", "pattern=true", "case_sensitive=true"},
+               R"({"success": true, "result": {}})", request);
+  EXPECT_EQ(request,
+            R"({"args":["true",true],"request":"searchStringUsingPattern:caseSensitive:withReply:"})");
+  const TemporaryFolder other;
+  callAnswered(other, {"call", "set_addresses_names", R"(names={"0x10":"start"})"},
+               R"({"success": true, "result": {}})", request);
+  EXPECT_EQ(request, R"({"args":[{"0x10":"start"}],"request":"setNamesOfAddresses:withReply:"})");
+}
+
+TEST(Call, PrintsJsonAsItIsWithoutATerminal) {
+  const TemporaryFolder folder;
+  std::string request;
+  EXPECT_EQ(
+      callAnswered(folder, {"call", "list_documents"}, R"({"success": true, "result": ["a", "b"]})", request)
+          .output,
+      "[\"a\", \"b\"]\n");
+}
+
+TEST(Call, ReportsTheHostsError) {
+  const TemporaryFolder folder;
+  std::string request;
+  const Outcome outcome = callAnswered(folder, {"call", "goto_address", "address=nowhere"},
+                                       R"({"success": false, "error": "Unknown address"})", request);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error, "orvane-mcp: Unknown address\n");
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST(Call, ReportsThatNoHostAnswers) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"call", "list_documents"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error,
+            "orvane-mcp: no host answers at " + folder.socketPath() + "; try \"orvane-mcp doctor\"\n");
+}
+
+TEST(Call, ReportsAServerThatEnds) {
+  const TemporaryFolder folder;
+  const Outcome outcome =
+      runCompanion(folder, {"call", "x", "--server", ORVANE_FAKE_SERVER}, {"FAKE_SERVER=ends"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error, "orvane-mcp: the server ended with exit status 1\n");
+}
+
+TEST(Call, RefusesWrongUsageInOneLine) {
+  const TemporaryFolder folder;
+  const std::vector<std::vector<std::string>> commandLines = {
+      {"call"},
+      {"call", "no_such_tool"},
+      {"call", "comment", "0x10"},
+      {"call", "comment", "addres=0x10"},
+      {"call", "search_name", "case_sensitive=1"},
+      {"call", "--repl", "comment"},
+      {"call", "comment", "--no-such-option"},
+  };
+  for (const std::vector<std::string>& arguments : commandLines) {
+    const Outcome outcome = runCompanion(folder, arguments);
+    EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+    EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
+    EXPECT_EQ(outcome.output, "");
+  }
+}
+
+TEST(CallSession, MakesOneCallAfterAnotherAndSurvivesMistakes) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  auto outcome = std::async(std::launch::async, [&folder] {
+    return runCompanion(folder, {"call", "--repl"}, {},
+                        "current_document\nno_such_tool\n\ncomment \"open\n"
+                        "set_comment address=1 comment=\"two words\"\nquit\ncurrent_document\n");
+  });
+  host.accept();
+  EXPECT_THAT(host.readLine(), HasSubstr("currentDocument"));
+  host.reply(R"({"success": true, "result": "first"})");
+  EXPECT_THAT(host.readLine(), HasSubstr(R"(["two words","1"])"));
+  host.reply(R"({"success": false, "error": "refused"})");
+  const Outcome result = outcome.get();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "first\n");
+  EXPECT_EQ(result.error,
+            "orvane-mcp: there is no tool \"no_such_tool\"; help names them\n"
+            "orvane-mcp: a quotation is not closed\n"
+            "orvane-mcp: refused\n");
+}
+
+TEST(CallSession, NamesTheToolsAndTheirArguments) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "help\nhelp goto_address\n");
+  EXPECT_THAT(outcome.output, HasSubstr("\nsearch_strings [case_sensitive=boolean] [pattern=string]\n"));
+  EXPECT_THAT(outcome.output,
+              HasSubstr("\n  address (string): The address in hexadecimal, or a label name.\n"));
+}
+
+TEST(CallSession, ReachesAHostThatIsOpenedLater) {
+  const TemporaryFolder folder;
+  ServerProcess session(
+      {.socketFolder = folder.path(), .arguments = {"call", "--repl"}, .program = ORVANE_COMPANION});
+  session.writeLine("current_document");
+  session.waitForDiagnostic("no host answers");
+  ScriptedHost host(folder.socketPath());
+  session.writeLine("current_document");
+  host.accept();
+  host.readLine();
+  host.reply(R"({"success": true, "result": "here"})");
+  EXPECT_EQ(session.readLine(), "here");
+}
+
+TEST(Tools, AreNamedWithTheirArgumentsInTheServersOrder) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 34);
+  EXPECT_THAT(outcome.output, HasSubstr("\nsearch_strings [case_sensitive=boolean] [pattern=string]\n"));
+}
+
+TEST(Tools, AreDescribedByName) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools", "goto_address"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, testing::StartsWith("goto_address\n  "));
+  EXPECT_THAT(outcome.output,
+              testing::EndsWith("\n  address (string): The address in hexadecimal, or a label name.\n"));
+}
+
+TEST(Tools, RefusesAToolThatThereIsNot) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"tools", "no_such_tool"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.error,
+            "orvane-mcp: there is no tool \"no_such_tool\"; \"orvane-mcp tools\" names them\n");
+}
+
+TEST(Tools, ReportsAServerThatEnds) {
+  const TemporaryFolder folder;
+  const Outcome outcome =
+      runCompanion(folder, {"tools", "--server", ORVANE_FAKE_SERVER}, {"FAKE_SERVER=ends"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.error, "orvane-mcp: the server ended with exit status 1\n");
+}
+
+/// Both ends of a terminal.
+struct Terminal {
+  int person = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  int program = -1;
+  std::string shown = {};
+
+  Terminal() {
+    ::grantpt(person);
+    ::unlockpt(person);
+    program = ::open(::ptsname(person), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  }
+  ~Terminal() {
+    ::close(person);
+    ::close(program);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  void type(const std::string& keys) const {
+    EXPECT_EQ(::write(person, keys.data(), keys.size()), ssize_t(keys.size()));
+  }
+  void waitFor(const std::string& text) {
+    while (shown.find(text) == std::string::npos) {
+      waitUntilReadable(person, text.c_str());
+      char bytes[4096];
+      const ssize_t count = ::read(person, bytes, sizeof bytes);
+      ASSERT_GT(count, 0) << shown;
+      shown.append(bytes, static_cast<std::size_t>(count));
+    }
+  }
+};
+
+TEST(CallSession, CompletesToolsAndArgumentsOnATerminal) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  Terminal terminal;
+  ServerProcess session({.socketFolder = folder.path(),
+                         .arguments = {"call", "--repl"},
+                         .environment = {"TERM=vt100"},
+                         .standardInput = terminal.program,
+                         .standardOutput = terminal.program,
+                         .program = ORVANE_COMPANION});
+  terminal.waitFor("orvane> ");
+  terminal.type("search_n\tp\tmain c\tt\t\n");
+  host.accept();
+  EXPECT_EQ(host.readLine(),
+            R"({"args":["main",true],"request":"searchNameUsingPattern:caseSensitive:withReply:"})");
+  host.reply(R"({"success": true, "result": {"0x10": "main"}})");
+  terminal.waitFor("{\r\n  \"0x10\": \"main\"\r\n}\r\n");  // indented, since it is a terminal
+  terminal.type("quit\n");
+  EXPECT_EQ(session.waitForEnd(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+// `orvane-mcp doctor`: what it finds, and that it alters nothing.
+
+#include "companion/companion_process.h"
+#include "support/scripted_host.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <map>
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using Json = nlohmann::ordered_json;
+namespace fs = std::filesystem;
+
+void put(const std::string& path, const std::string& text) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream(path) << text;
+}
+
+/// All files below `folder` with when they were last changed.
+std::map<std::string, fs::file_time_type> stateOf(const std::string& folder) {
+  std::map<std::string, fs::file_time_type> state;
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
+    state[entry.path()] = fs::last_write_time(entry.path());
+  return state;
+}
+
+TEST(Doctor, FindsNothingWrongWhenAllIsWell) {
+  const TemporaryFolder folder;
+  const ScriptedHost host(folder.socketPath());
+  runCompanion(folder, {"config", "cursor", "--write"});
+  const Outcome outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+  EXPECT_THAT(outcome.output,
+              AllOf(ContainsRegex("^ok     server: the server is /"),
+                    HasSubstr("\nok     libraries: the server's shared libraries are found\n"),
+                    ContainsRegex("\nok     initialize: the server starts and answers within [0-9]+ ms\n"),
+                    HasSubstr("\nok     socket: a host listens at " + folder.socketPath() +
+                              " (this check opened a connection to it)\n"),
+                    HasSubstr("\nok     client cursor: Cursor is configured in " + folder.path() +
+                              "/.cursor/mcp.json and starts " ORVANE_COMPANION " serve\n")));
+}
+
+TEST(Doctor, AltersNothing) {
+  const TemporaryFolder folder;
+  const ScriptedHost host(folder.socketPath());
+  put(folder.path() + "/.claude.json", "{}");
+  put(folder.path() + "/.cursor/mcp.json", "{");
+  const auto before = stateOf(folder.path());
+  runCompanion(folder, {"doctor"});
+  EXPECT_EQ(stateOf(folder.path()), before);
+}
+
+TEST(Doctor, SaysInItsHelpThatItConnectsToTheHost) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"doctor", "--help"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, ContainsRegex("open a\\sconnection to the host"));
+}
+
+TEST(Doctor, TellsASocketLeftBehindFromNoneAndFromSomethingElse) {
+  const TemporaryFolder folder;
+  Outcome outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: there is no socket at " + folder.socketPath()));
+
+  ScriptedHost host(folder.socketPath());
+  host.stopListening();
+  outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output,
+              HasSubstr("\nwrong  socket: the socket " + folder.socketPath() +
+                        " was left behind: nobody listens there any more. Remedy: start Orvane"));
+
+  fs::remove(folder.socketPath());
+  put(folder.socketPath(), "");
+  outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: " + folder.socketPath() + " is not a socket"));
+}
+
+TEST(Doctor, FindsASocketOfAnotherUser) {
+  const TemporaryFolder folder;
+  const ScriptedHost host(folder.socketPath());
+  constexpr uid_t kSomebodyElse = 65534;
+  if (::chown(folder.socketPath().c_str(), kSomebodyElse, static_cast<gid_t>(-1)) != 0)
+    GTEST_SKIP() << "only root can give a socket away";
+  const Outcome outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: the socket " + folder.socketPath() +
+                                        " belongs to another user. Remedy: "));
+}
+
+TEST(Doctor, CallsTheHostWhenAsked) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  auto outcome = std::async(std::launch::async, [&folder] {
+    return runCompanion(folder, {"doctor", "--call"});
+  });
+  std::string request;
+  while (request.empty()) {  // the checks of the server and of the socket connect and leave without a word
+    host.accept();
+    request = host.readLine();
+    if (request.empty()) host.close();
+  }
+  EXPECT_EQ(request, R"({"args":[],"request":"documentListWithReply:"})");
+  host.reply(R"({"success": true, "result": []})");
+  EXPECT_THAT(outcome.get().output, HasSubstr("\nok     call: the host answered a call of list_documents\n"));
+}
+
+TEST(Doctor, FindsThatTheHostDoesNotAnswer) {
+  const TemporaryFolder folder;
+  EXPECT_THAT(runCompanion(folder, {"doctor", "--call"}).output,
+              HasSubstr("\nwrong  call: the host did not answer a call of list_documents. Remedy: "));
+}
+
+TEST(Doctor, FindsThatThereIsNoServer) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"doctor", "--call", "--server", "/no/such/server"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(
+      outcome.output,
+      testing::StartsWith("wrong  server: /no/such/server is not an executable file. Remedy: install"));
+}
+
+TEST(Doctor, FindsAServerThatEndsAtOnceAndPassesItsLastWordOn) {
+  const TemporaryFolder folder;
+  const std::string server = folder.path() + "/server";
+  put(server, "#!/bin/sh\necho 'error while loading shared libraries: libX.so' >&2\nexit 127\n");
+  fs::permissions(server, fs::perms(0700));
+  const Outcome outcome = runCompanion(folder, {"doctor", "--server", server});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output,
+              HasSubstr("\nwrong  initialize: the server ended with exit status 127: error while "
+                        "loading shared libraries: libX.so. Remedy: "));
+}
+
+TEST(Doctor, FindsMissingLibraries) {
+  const TemporaryFolder folder;
+  const std::string server = folder.path() + "/server";
+  fs::copy_file(ORVANE_NEEDS_LIBRARY, server);  // away from its library
+  const Outcome outcome = runCompanion(folder, {"doctor", "--server", server});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("\nwrong  libraries: shared libraries of the server are not found: "
+                              "libneeded_library.so. Remedy: install"),
+                    HasSubstr("\nwrong  initialize: the server ended with exit status 127: ")));
+}
+
+TEST(Doctor, FindsWhatIsWrongWithEntries) {
+  const TemporaryFolder folder;
+  put(folder.path() + "/.claude.json",
+      R"({"mcpServers": {"orvane": {"command": "orvane-mcp", "args": []}}})");
+  put(folder.path() + "/.cursor/mcp.json", R"({"mcpServers": {"orvane": {"command": "/no/such/program"}}})");
+  put(folder.path() + "/.config/opencode/opencode.json",
+      R"({"mcp": {"orvane": {"type": "local", "command": [")" ORVANE_COMPANION R"(", "serve"]}}})");
+  put(folder.path() + "/.kiro/settings/mcp.json", "{\n  oops\n}");
+  put(folder.path() + "/.codex/config.toml", "[mcp_servers.orvane]\ncommand = \"server\"\n");
+  put(folder.path() + "/.lmstudio/mcp.json", R"({"mcpServers": {"other": {}}})");
+  const Outcome outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(
+      outcome.output,
+      AllOf(HasSubstr("\nwrong  client claude-code: Claude Code's entry in " + folder.path() +
+                      "/.claude.json starts \"orvane-mcp\", which is not an absolute path. Remedy: run "
+                      "\"orvane-mcp config claude-code --write\"\n"),
+            HasSubstr("/.codex/config.toml starts \"server\", which is not an absolute path. Remedy: "),
+            HasSubstr("starts /no/such/program, which does not exist. Remedy: "),
+            HasSubstr("\nok     client opencode: "),
+            HasSubstr("\nwrong  client kiro: Kiro's file does not parse: " + folder.path() +
+                      "/.kiro/settings/mcp.json: line 2, column 3: "),
+            HasSubstr("\nnote   client lm-studio: LM Studio is not configured for the server in ")));
+}
+
+TEST(Doctor, PrintsOneLineForEachCheck) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"doctor", "--call"});
+  EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 6) << outcome.output;
+}
+
+TEST(Doctor, PrintsJsonForPrograms) {
+  const TemporaryFolder folder;
+  const Outcome outcome = runCompanion(folder, {"doctor", "--json"});
+  EXPECT_EQ(outcome.status, 1);
+  const Json checks = Json::parse(outcome.output)["checks"];
+  ASSERT_EQ(checks.size(), 5U);
+  EXPECT_EQ(
+      checks[1],
+      (Json{{"check", "libraries"}, {"verdict", "ok"}, {"text", "the server's shared libraries are found"}}));
+  EXPECT_EQ(checks[3]["verdict"], "wrong");
+  EXPECT_THAT(checks[3]["remedy"], HasSubstr("start Orvane"));
+}
+
+TEST(Doctor, RefusesWrongUsage) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(runCompanion(folder, {"doctor", "me"}).status, 2);
+  EXPECT_EQ(runCompanion(folder, {"doctor", "--no-such-option"}).status, 2);
+}
+
+}  // namespace
