@@ -133,6 +133,9 @@ def converse(root, command):
             server.stdin.write(json.dumps(message).encode() + b"\n")
             server.stdin.flush()
             lines.append(read_line(server.stdout))
+    except (AssertionError, BrokenPipeError) as failure:
+        server.kill()
+        raise AssertionError(f"{failure}; its complaints: {server.stderr.read().decode()}") from failure
     finally:
         # The bare server stays until it is ended; the companion would end its own on SIGTERM.
         server.terminate()
