@@ -90,7 +90,8 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
 
 ServerProcess::~ServerProcess() {
   if (!reaped_) {
-    ::kill(pid_, SIGKILL);
+    ::kill(pid_, SIGTERM);  // unlike SIGKILL it lets a checker under which the server runs finish its report
+    ::kill(pid_, SIGCONT);  // a stopped process takes no other signal
     waitForEnd();
   }
   closeInput();

@@ -1,0 +1,7 @@
+# ORVANE_COVERAGE: count which lines and branches run. `./run coverage` reads the counts.
+option(ORVANE_COVERAGE "Build for measuring the tests' coverage" OFF)
+
+if(ORVANE_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()

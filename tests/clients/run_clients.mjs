@@ -1,0 +1,164 @@
+// Runs MCP clients that people use against the built server, beside the development host and a scripted one.
+//
+//     node run_clients.mjs SERVER DEVHOST FILE [--only ID] [--write-document] [--screenshot PATH]
+//
+// FILE is an executable with symbols and a `main`. Prints one line a check; exit status 1 if one failed, 2 for usage.
+
+import { fork, spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync, writeFileSync } from 'node:fs';
+import { basename, join, resolve } from 'node:path';
+import { createInterface } from 'node:readline';
+import { parseArgs } from 'node:util';
+import { documentOf, withoutTimes } from './support/document.mjs';
+import { processesIn } from './support/processes.mjs';
+
+const kProgramLimitMs = 240000;
+const kStopSignals = ['SIGINT', 'SIGTERM', 'SIGHUP'];
+const kFolder = import.meta.dirname;
+const kDocument = join(kFolder, '../../docs/clients.md');
+
+function refuse(reason) {
+  console.error(`run_clients: ${reason}`);
+  process.exit(2);
+}
+
+function readArguments() {
+  let parsed;
+  try {
+    parsed = parseArgs({
+      allowPositionals: true,
+      options: { only: { type: 'string' }, 'write-document': { type: 'boolean' }, screenshot: { type: 'string' } },
+    });
+  } catch (error) {
+    refuse(error.message);
+  }
+  if (parsed.positionals.length !== 3) refuse('SERVER, DEVHOST and FILE are needed');
+  const [server, devhost, file] = parsed.positionals.map((path) => {
+    try {
+      return realpathSync(path);
+    } catch {
+      return refuse(`there is no ${path}`);
+    }
+  });
+  const { screenshot } = parsed.values;
+  return { server, devhost, file, ...parsed.values, screenshot: screenshot && resolve(screenshot) };
+}
+
+/// Starts the development host in `folder` and waits for the line that says that it serves.
+async function startDevelopmentHost(devhost, file, folder) {
+  const host = spawn(devhost, [file], {
+    cwd: folder,
+    env: { ...process.env, TMPDIR: folder },
+    stdio: ['ignore', 'pipe', 'inherit'],
+  });
+  for await (const line of createInterface({ input: host.stdout })) {
+    const served = /^orvane-devhost: serving 1 documents? as (.*)$/.exec(line);
+    if (served !== null) return { host, socketName: basename(served[1]) };
+  }
+  throw new Error('The development host has ended before it served');
+}
+
+async function ended(child) {
+  const [status] = await once(child, 'exit');
+  return status;
+}
+
+/// Ends every process that still works in `folder`; returns how many there were.
+function endProcessesIn(folder) {
+  const left = processesIn(folder);
+  for (const pid of left) {
+    try {
+      process.kill(pid, 'SIGKILL');
+    } catch {
+      // It has ended meanwhile.
+    }
+  }
+  return left.length;
+}
+
+/// Runs one program; returns `{checks, notices, endingMs}`.
+async function runProgram(client, setting) {
+  const result = { checks: [], notices: [], endingMs: undefined };
+  const add = (name, passed, reason = '') => {
+    result.checks.push({ name, passed, reason });
+    console.log(`${passed ? 'ok  ' : 'FAIL'} ${client.id}: ${name}`);
+    if (!passed) console.log(reason.replaceAll(/^/gm, '       '));
+  };
+  const program = fork(join(kFolder, 'programs', `${client.id}.mjs`), [JSON.stringify(setting)], {
+    cwd: setting.folder,
+    env: { ...process.env, HOME: setting.folder, TMPDIR: setting.devhost },
+    stdio: ['ignore', 'pipe', 'pipe', 'ipc'],
+  });
+  let output = '';
+  for (const stream of [program.stdout, program.stderr]) stream.on('data', (text) => (output += text));
+  program.on('message', (message) => {
+    if ('check' in message) add(message.check, message.passed, message.reason);
+    if ('notice' in message) result.notices.push(message);
+    if ('endingMs' in message) result.endingMs = message.endingMs;
+  });
+  const limit = setTimeout(() => program.kill('SIGKILL'), kProgramLimitMs);
+  const [status] = await Promise.all([ended(program), once(program, 'disconnect')]);
+  clearTimeout(limit);
+  if (status !== 0) add('ends by itself', false, `exit status ${status}\n${output}`);
+  return { ...result, add };
+}
+
+async function runClient(client, options) {
+  const folder = realpathSync(mkdtempSync('/tmp/orvane-'));
+  const setting = { ...options, folder, devhost: join(folder, 'd'), scripted: join(folder, 's') };
+  mkdirSync(setting.devhost);
+  mkdirSync(setting.scripted);
+  const cleanUp = () => {
+    endProcessesIn(folder);
+    rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
+  };
+  const stop = () => {
+    cleanUp();
+    process.exit(1);
+  };
+  for (const signal of kStopSignals) process.on(signal, stop);
+  try {
+    const started = await startDevelopmentHost(options.devhost, options.file, setting.devhost);
+    const names = { socketName: started.socketName, document: basename(options.file) };
+    const result = await runProgram(client, { ...setting, ...names });
+    const hostEnded = ended(started.host);
+    started.host.kill('SIGTERM');
+    await hostEnded;
+    const left = endProcessesIn(folder);
+    result.add('leaves no process behind', left === 0, `${left} had to be ended`);
+    return result;
+  } finally {
+    for (const signal of kStopSignals) process.off(signal, stop);
+    cleanUp();
+  }
+}
+
+/// Writes the document, or sees that it shows what `rows` have; returns whether all is well and the reason if not.
+function bringDocumentUpToDate(rows, words, shallWrite) {
+  const document = documentOf(rows, words);
+  if (shallWrite) {
+    writeFileSync(kDocument, document);
+    return [true];
+  }
+  if (withoutTimes(document) === withoutTimes(readFileSync(kDocument, 'utf8'))) return [true];
+  return [false, `It would have to be\n${document}`];
+}
+
+const options = readArguments();
+const description = JSON.parse(readFileSync(join(kFolder, 'clients.json'), 'utf8'));
+const clients = description.clients.filter(({ id }) => options.only === undefined || options.only === id);
+if (clients.length === 0) refuse(`there is no client '${options.only}'`);
+
+const rows = [];
+for (const client of clients) {
+  rows.push({ client, ...(await runClient(client, options)) });
+}
+if (options.only === undefined) {
+  const documentState = bringDocumentUpToDate(rows, description.notices, options['write-document']);
+  rows[0].add('docs/clients.md shows what this run showed', ...documentState);
+}
+const checks = rows.flatMap((row) => row.checks);
+const failed = checks.filter(({ passed }) => !passed).length;
+console.log(`${checks.length - failed} passed, ${failed} failed`);
+process.exitCode = failed === 0 ? 0 : 1;

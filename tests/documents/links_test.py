@@ -1,0 +1,50 @@
+#!/usr/bin/env python3
+"""links_test.py ROOT
+
+Every link in the repository's Markdown files leads to a file that exists and, where it names an anchor, to a heading
+that has it. Links that leave the repository are not followed.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
+HEADING = re.compile(r"^#{1,6} +(.*?) *$", re.MULTILINE)
+FENCED = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
+INDENTED = re.compile(r"^ {4}.*$", re.MULTILINE)
+
+
+def anchors(document):
+    """The anchors that a forge gives the headings of a document."""
+    text = FENCED.sub("", document.read_text())
+    plain = (re.sub(r"[^\w\- ]", "", LINK.sub(lambda link: link.group(0).split("]")[0], heading).lower())
+             for heading in HEADING.findall(text))
+    return {heading.replace(" ", "-") for heading in plain}
+
+
+def wrong_links(document, root):
+    text = INDENTED.sub("", FENCED.sub("", document.read_text()))
+    for target in LINK.findall(text):
+        if re.match(r"[a-z]+:", target):
+            continue
+        path, _, anchor = target.partition("#")
+        file = (document.parent / path).resolve() if path else document
+        if not file.exists() or root not in file.parents:
+            yield f"{document.relative_to(root)}: {target} leads nowhere"
+        elif anchor and anchor not in anchors(file):
+            yield f"{document.relative_to(root)}: {target} names no heading"
+
+
+def main():
+    root = pathlib.Path(sys.argv[1]).resolve()
+    listed = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", "*.md"], cwd=root,
+                            check=True, capture_output=True, text=True).stdout.split()
+    wrong = [line for name in listed for line in wrong_links(root / name, root)]
+    print("\n".join(wrong) if wrong else f"All links in {len(listed)} documents lead somewhere.")
+    return 1 if wrong or not listed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
