@@ -101,7 +101,10 @@ int main(int argc, char** argv) {
 
   QCommandLineParser parser;
   parser.setApplicationDescription(QString::fromLatin1(kDescription));
-  const QCommandLineOption help = parser.addHelpOption();
+  // Qt's own option would bring --help-all along, which says nothing more.
+  const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                QStringLiteral("Show this text."));
+  parser.addOption(help);
   const QCommandLineOption service(QStringLiteral("service"),
                                    QStringLiteral("Serve as NAME instead of %1.").arg(kServiceName),
                                    QStringLiteral("NAME"), kServiceName);

@@ -269,6 +269,7 @@ TEST_F(Starting, EndsWithStatusTwoAndOneLineForWhatItCannotOpen) {
       {{}, "no FILE is given; see --help"},
       {{"--sing", samplePath()}, "Unknown option 'sing'."},
       {{"-x"}, "Unknown option 'x'."},
+      {{"--help-all"}, "Unknown option 'help-all'."},
       {{"--service"}, "Missing value after '--service'."},
   };
   for (const Row& row : rows) {

@@ -1,0 +1,304 @@
+#!/usr/bin/env python3
+"""Tests the packages that make_packages.sh left in build/package, each in a Debian system of its own without Qt.
+
+Needs root, for chroot. The Debian systems are made by mmdebstrap once and kept in ~/.cache/orvane-mcp-server.
+Arguments are those of Python's unittest.
+"""
+
+import hashlib
+import json
+import os
+import re
+import select
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+SOURCE = Path(__file__).resolve().parent.parent
+PACKAGES = SOURCE / "build/package"
+BUILD = PACKAGES / "build"
+CACHE = Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "orvane-mcp-server"
+VERSION = re.search(r"project\(OrvaneMCPServer VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
+
+HAS_COMPANION = (BUILD / "companion/orvane-mcp").exists()
+PROGRAMS = {"OrvaneMCPServer", "orvane-mcp"} if HAS_COMPANION else {"OrvaneMCPServer"}
+GLIBC = {"libc.so.6", "libm.so.6", "libresolv.so.2", "libdl.so.2", "libpthread.so.0", "librt.so.1"}
+DEPENDENCIES = {"libc6", "libgcc-s1", "libqt6core6", "libqt6network6", "libstdc++6"}
+if HAS_COMPANION:
+    DEPENDENCIES.add("libedit2")
+NOTICES = "share/doc/orvane-mcp-server"
+
+# What a process inside a root gets. Qt wants to hear of a UTF-8 locale; C.UTF-8 is part of glibc.
+ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8"}
+# Runs a command in the root that follows. The loader asks /proc where a program lies before it can follow a run path
+# from there. The mounts are this process's own and end with it.
+ENTER = ("unshare", "--mount", "--propagation", "private", "sh", "-ec",
+         'mount --bind /proc "$0/proc"; mount --bind /dev "$0/dev"; exec chroot "$0" "$@"')
+LIMIT = 60  # seconds for a reply that normally takes milliseconds
+DOCUMENT = "/bin/true"
+
+
+def run(*command, **options):
+    """The command's output; its complaints are shown when it fails."""
+    process = subprocess.run([str(word) for word in command], capture_output=True, text=True, **options)
+    if process.returncode != 0:
+        raise AssertionError(f"{command[0]} ends with {process.returncode}:\n{process.stdout}{process.stderr}")
+    return process.stdout
+
+
+def only(pattern):
+    """The one file of this pattern in build/package."""
+    files = list(PACKAGES.glob(pattern))
+    assert len(files) == 1, f"{len(files)} files {pattern} in {PACKAGES}; make_packages.sh makes one"
+    return files[0]
+
+
+def debian_system(packages):
+    """A tar file of a Debian 12 with its essential packages and those named, from the cache if it was made before."""
+    wanted = ["--variant=essential", "--include=" + ",".join(sorted(packages))] if packages else ["--variant=essential"]
+    name = hashlib.sha256(" ".join(wanted).encode()).hexdigest()[:16]
+    system = CACHE / "roots" / f"bookworm-{name}.tar"
+    if not system.exists():
+        system.parent.mkdir(parents=True, exist_ok=True)
+        # Under its final name only when complete.
+        unfinished = system.with_suffix(f".{os.getpid()}.tar")
+        try:
+            run("mmdebstrap", "--quiet", *wanted, "bookworm", unfinished)
+            unfinished.rename(system)
+        finally:
+            unfinished.unlink(missing_ok=True)
+    return system
+
+
+class Root:
+    """A Debian system in a folder, which close() removes. Its path is short, as socket paths must be."""
+
+    def __init__(self, packages=()):
+        self.holder = tempfile.TemporaryDirectory(prefix="orvane-")
+        self.path = Path(self.holder.name) / "root"
+        self.path.mkdir()
+        run("tar", "-xpf", debian_system(packages), "-C", self.path, "--exclude=./dev/*")
+
+    def close(self):
+        self.holder.cleanup()
+
+    def run(self, *command):
+        return run(*ENTER, self.path, *command, env=ENVIRONMENT)
+
+    def start(self, *command):
+        return subprocess.Popen([*ENTER, self.path, *command], env=ENVIRONMENT, stdin=subprocess.PIPE,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+
+def read_line(stream):
+    """One line, or what came of it within the limit."""
+    line = b""
+    while not line.endswith(b"\n"):
+        if not select.select([stream], [], [], LIMIT)[0]:
+            raise AssertionError(f"no whole line within {LIMIT} s, only {line!r}")
+        piece = os.read(stream.fileno(), 1)
+        if not piece:
+            raise AssertionError(f"the stream ended after {line!r}")
+        line += piece
+    return line.decode()
+
+
+class DevelopmentHost:
+    """A development host outside whose socket lies in the temporary folder of a root."""
+
+    def __init__(self, root):
+        environment = dict(os.environ, TMPDIR=str(root.path / "tmp"), LC_ALL="C.UTF-8")
+        self.process = subprocess.Popen([BUILD / "devhost/orvane-devhost", DOCUMENT], env=environment,
+                                        stdout=subprocess.PIPE)
+        self.announcement = read_line(self.process.stdout)
+
+    def close(self):
+        self.process.terminate()
+        self.process.communicate(timeout=LIMIT)
+
+
+def converse(root, command):
+    """What the command answers to a greeting and a tool call beside a development host: both lines, and stderr."""
+    host = DevelopmentHost(root)
+    server = root.start(*command)
+    try:
+        lines = []
+        for message in (
+            {"jsonrpc": "2.0", "id": 1, "method": "initialize"},
+            {"jsonrpc": "2.0", "id": 2, "method": "tools/call", "params": {"name": "list_documents", "arguments": {}}},
+        ):
+            server.stdin.write(json.dumps(message).encode() + b"\n")
+            server.stdin.flush()
+            lines.append(read_line(server.stdout))
+    except (AssertionError, BrokenPipeError) as failure:
+        server.kill()
+        raise AssertionError(f"{failure}; its complaints: {server.stderr.read().decode()}") from failure
+    finally:
+        # The bare server stays until it is ended; the companion would end its own on SIGTERM.
+        server.terminate()
+        complaints = server.communicate(timeout=LIMIT)[1].decode()
+        host.close()
+    return lines, complaints
+
+
+EXPECTED_LINES = [
+    '{"id": 1, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, "protocolVersion": '
+    '"2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "' + VERSION + '"}}}\n',
+    '{"id": 2, "jsonrpc": "2.0", "result": {"content": [{"text": "[\\"true\\"]", "type": "text"}]}}\n',
+]
+
+
+class PackageTest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def new_root(cls, packages=()):
+        root = Root(packages)
+        cls.addClassCleanup(root.close)
+        return root
+
+    def assertAnswers(self, root, *command):
+        lines, complaints = converse(root, command)
+        self.assertEqual(lines, EXPECTED_LINES)
+        self.assertEqual(complaints, "")
+
+    def assertOwnLibrariesOnly(self, root, folder):
+        """The programs load all that is in `folder`/lib, and nothing else but glibc."""
+        loaded = {}
+        for program in PROGRAMS:
+            listing = root.run("ldd", f"{folder}/bin/{program}")
+            self.assertNotIn("not found", listing)
+            loaded.update(re.findall(r"(\S+) => (\S+)", listing))
+        own = {name for name, path in loaded.items() if os.path.normpath(path) == f"{folder}/lib/{name}"}
+        self.assertEqual(own, {path.name for path in (root.path / folder[1:] / "lib").iterdir()})
+        self.assertLessEqual(loaded.keys() - own, GLIBC)
+
+
+class Archive(PackageTest):
+    FOLDER = f"/opt/OrvaneMCPServer-{VERSION}-Linux-{os.uname().machine}"
+
+    @classmethod
+    def setUpClass(cls):
+        cls.root = cls.new_root()
+        run("tar", "-xf", only("*.tar.gz"), "-C", cls.root.path / "opt")
+        cls.folder = cls.root.path / cls.FOLDER[1:]
+
+    def test_holds_the_programs_and_no_development_host(self):
+        self.assertEqual({path.name for path in (self.folder / "bin").iterdir()}, PROGRAMS)
+        pages = {path.name for path in (self.folder / "share/man/man1").iterdir()}
+        self.assertEqual(pages, {f"{program}.1" for program in PROGRAMS})
+
+    def test_holds_exactly_the_libraries_that_are_loaded(self):
+        self.assertOwnLibrariesOnly(self.root, self.FOLDER)
+
+    def test_answers_in_a_system_without_qt(self):
+        self.assertAnswers(self.root, f"{self.FOLDER}/bin/OrvaneMCPServer")
+
+    def test_answers_wherever_it_is_moved(self):
+        elsewhere = self.root.path / "home/a folder of mine"
+        self.folder.rename(elsewhere)
+        self.addCleanup(elsewhere.rename, self.folder)
+        self.assertAnswers(self.root, "/home/a folder of mine/bin/OrvaneMCPServer")
+
+    @unittest.skipUnless(HAS_COMPANION, "built without the companion")
+    def test_companion_answers_through_the_server_beside_it(self):
+        self.assertAnswers(self.root, f"{self.FOLDER}/bin/orvane-mcp", "serve")
+
+    def test_has_a_notice_for_every_library(self):
+        licences = self.folder / NOTICES / "licences"
+        rows = [line.split("\t") for line in (licences / "libraries.tsv").read_text().splitlines()[1:]]
+        self.assertEqual({row[0] for row in rows}, {path.name for path in (self.folder / "lib").iterdir()})
+        for _, package, version, source in rows:
+            self.assertTrue(version and source)
+            self.assertGreater((licences / f"{package}.copyright").stat().st_size, 0)
+
+    def test_has_the_text_of_every_licence_that_a_notice_refers_to(self):
+        licences = self.folder / NOTICES / "licences"
+        texts = "".join(path.read_text(errors="replace") for path in licences.glob("*.copyright"))
+        referred = set(re.findall(r"/usr/share/common-licenses/([\w.+-]*\w)", texts))
+        self.assertIn("LGPL-3", referred)
+        self.assertLessEqual(referred, {path.name for path in licences.iterdir()})
+        if HAS_COMPANION:
+            self.assertIn("nlohmann", (licences / "nlohmann-json3-dev.copyright").read_text().lower())
+
+
+class DebianPackage(PackageTest):
+    def field(self, name):
+        return run("dpkg-deb", "--field", only("*.deb"), name).strip()
+
+    def dependencies(self):
+        return {dependency.split()[0] for dependency in self.field("Depends").split(",")}
+
+    def test_depends_on_debians_qt(self):
+        self.assertEqual(self.dependencies(), DEPENDENCIES)
+
+    def test_holds_the_programs_man_pages_and_notices(self):
+        listing = run("dpkg-deb", "--contents", only("*.deb")).splitlines()
+        files = {line.split()[5].removeprefix("./") for line in listing if not line.startswith("d")}
+        expected = {f"usr/bin/{program}" for program in PROGRAMS}
+        expected |= {f"usr/share/man/man1/{program}.1" for program in PROGRAMS}
+        expected |= {f"usr/{NOTICES}/copyright", f"usr/{NOTICES}/CHANGELOG.md"}
+        if HAS_COMPANION:
+            expected.add(f"usr/{NOTICES}/licences/nlohmann-json3-dev.copyright")
+        self.assertEqual(files, expected)
+
+    def test_answers_where_it_is_installed(self):
+        root = self.new_root(self.dependencies())
+        shutil.copy(only("*.deb"), root.path / "tmp/server.deb")
+        root.run("dpkg", "--install", "/tmp/server.deb")
+        self.assertEqual(root.run("dpkg-query", "--show", "--showformat", "${Status} ${Version}", "orvane-mcp-server"),
+                         f"install ok installed {VERSION}")
+        self.assertAnswers(root, "/usr/bin/OrvaneMCPServer")
+        root.run("dpkg", "--purge", "orvane-mcp-server")
+        self.assertFalse((root.path / "usr/bin/OrvaneMCPServer").exists())
+
+
+class Bundle(PackageTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.root = cls.new_root()
+        run(PACKAGES / "mcpb_tool/node_modules/.bin/mcpb", "unpack", only("*.mcpb"), cls.root.path / "opt/bundle")
+        cls.manifest = json.loads((cls.root.path / "opt/bundle/manifest.json").read_text())
+
+    def test_is_a_binary_of_manifest_0_3(self):
+        stated = (self.manifest["manifest_version"], self.manifest["server"]["type"], self.manifest["version"])
+        self.assertEqual(stated, ("0.3", "binary", VERSION))
+
+    def test_names_every_tool_in_order(self):
+        catalogue = json.loads((SOURCE / "tests/tools/tools_list.json").read_text())
+        expected = [(tool["name"], tool["description"]) for tool in catalogue.get("result", catalogue)["tools"]]
+        self.assertEqual([(tool["name"], tool["description"]) for tool in self.manifest["tools"]], expected)
+
+    def test_answers_as_its_manifest_starts_it(self):
+        start = self.manifest["server"]["mcp_config"]
+        words = [word.replace("${__dirname}", "/opt/bundle") for word in (start["command"], *start["args"])]
+        self.assertEqual(words[0], "/opt/bundle/" + self.manifest["server"]["entry_point"])
+        self.assertAnswers(self.root, *words)
+
+    def test_holds_exactly_the_libraries_that_are_loaded(self):
+        self.assertOwnLibrariesOnly(self.root, "/opt/bundle/server")
+
+
+class Checksums(unittest.TestCase):
+    def test_hold_for_every_package(self):
+        lines = (PACKAGES / "SHA256SUMS").read_text().splitlines()
+        stated = dict(reversed(line.split("  ")) for line in lines)
+        packages = [only("*.deb"), only("*.tar.gz"), only("*.mcpb")]
+        self.assertEqual(stated, {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in packages})
+
+    def test_every_package_bears_the_version(self):
+        machine = os.uname().machine
+        architecture = run("dpkg", "--print-architecture").strip()
+        self.assertEqual(only("*.deb").name, f"orvane-mcp-server_{VERSION}_{architecture}.deb")
+        self.assertEqual(only("*.tar.gz").name, f"OrvaneMCPServer-{VERSION}-Linux-{machine}.tar.gz")
+        self.assertEqual(only("*.mcpb").name, f"OrvaneMCPServer-{VERSION}-Linux-{machine}.mcpb")
+
+
+if __name__ == "__main__":
+    if os.geteuid() != 0:
+        print("test_packages.py: needs root, for chroot", file=sys.stderr)
+        sys.exit(2)
+    unittest.main()
