@@ -132,14 +132,16 @@ def greeting_options(dialect):
 
 @dataclasses.dataclass
 class Measure:
-    """One figure of several subjects. `options` are the driver's, in full; `quick` replaces some of them."""
+    """One figure of several subjects. `options` are the driver's; in a quick run, `quick` replaces some of them, and
+    without it the measure is left out."""
     name: str
     kind: str  # the driver's measure
     question: Question
     subjects: list
     options: dict
-    quick: dict = dataclasses.field(default_factory=dict)
+    quick: dict | None = dataclasses.field(default_factory=dict)
     size: int = 0  # of what grows, in a series
+    extra: list = dataclasses.field(default_factory=list)  # more subjects, left out of a quick run
 
 
 ROUND_TRIPS = [
@@ -147,19 +149,19 @@ ROUND_TRIPS = [
             {"count": 4000, "warm": 1000}, {"count": 1500, "warm": 500}),
     Measure("tool list", "calls", TOOL_LIST, [SERVER, SDK, REFERENCE], {"count": 1000, "warm": 500},
             {"count": 300, "warm": 200}),
-    Measure("10,000 calls at once", "burst", SMALL_CALL, [SERVER, C_RELAY, QT_RELAY, SDK],
-            {"count": 10000, "warm": 500}),
-    Measure("3 MB object", "calls", NAMES, [SERVER, QT_RELAY, QT_FLOOR, SDK], {"count": 5, "warm": 2},
-            {"count": 2, "warm": 1}),
-    Measure("8 MB array", "calls", DESCRIPTIONS, [SERVER, QT_RELAY, QT_FLOOR, SDK], {"count": 5, "warm": 2},
-            {"count": 2, "warm": 1}),
-    Measure("220 KB string", "calls", LISTING, [SERVER, QT_RELAY, QT_FLOOR, SDK], {"count": 100, "warm": 20},
-            {"count": 40, "warm": 10}),
+    Measure("10,000 calls at once", "burst", SMALL_CALL, [SERVER, C_RELAY, QT_RELAY],
+            {"count": 10000, "warm": 500}, extra=[SDK]),
+    Measure("3 MB object", "calls", NAMES, [SERVER, QT_RELAY, QT_FLOOR], {"count": 5, "warm": 2},
+            {"count": 3, "warm": 1}, extra=[SDK]),
+    Measure("8 MB array", "calls", DESCRIPTIONS, [SERVER, QT_RELAY, QT_FLOOR], {"count": 5, "warm": 2},
+            {"count": 1, "warm": 1}),
+    Measure("220 KB string", "calls", LISTING, [SERVER, QT_RELAY, QT_FLOOR], {"count": 100, "warm": 20},
+            {"count": 40, "warm": 10}, extra=[SDK]),
     Measure("start-up", "start", None, [SERVER, C_RELAY, QT_RELAY, SDK, REFERENCE], {"count": 3}, {"count": 2}),
     Measure("memory, 3 MB object", "calls", NAMES, [SERVER, QT_FLOOR], {"count": 1}),
     Measure("memory, 8 MB array", "calls", DESCRIPTIONS, [SERVER, QT_FLOOR], {"count": 1}),
     Measure("memory, 220 KB string", "calls", LISTING, [SERVER, QT_FLOOR], {"count": 1}),
-    Measure("memory, 64 MiB line", "calls", LONG_LINE, [SERVER, QT_FLOOR], {"count": 1, "fill": 64 * MIB}),
+    Measure("memory, 64 MiB line", "calls", LONG_LINE, [SERVER, QT_FLOOR], {"count": 1, "fill": 64 * MIB}, None),
     Measure("idle", "idle", SMALL_CALL, [SERVER], {"count": 100, "seconds": 1}),
 ]
 
@@ -167,24 +169,28 @@ ROUND_TRIPS = [
 LINE_SIZES = [1 * MIB, 4 * MIB, 16 * MIB, 64 * MIB]
 MEMBER_COUNTS = [10_000, 40_000, 160_000, 250_000, 640_000, 1_000_000]
 MESSAGE_COUNTS = [1, 4, 16, 64, 256, 1024, 4096, 16_384, 25_000, 65_536, 100_000]
-REPEATED_MESSAGES = 10_000  # small bursts are repeated until they are about so many messages together
+
+# Small sizes are repeated until they come to about so much together, in full and quick.
+REPEATED = {"request line": (16 * MIB, 4 * MIB), "reply members": (400_000, 100_000), "messages at once": (20_000, 4000)}
+LEAST_REPEATS = (3, 1)
 
 # The largest sizes of a quick run.
 QUICK_LIMITS = {"request line": 16 * MIB, "reply members": 160_000, "messages at once": 16_384}
 
 
+def series_member(series, name, kind, question, repeats, options, size):
+    """A measure of `size`; the option `repeats` says how often it is taken."""
+    full, quick = [max(least, total // size) for least, total in zip(LEAST_REPEATS, REPEATED[series])]
+    in_quick = {repeats: quick} if size <= QUICK_LIMITS[series] else None
+    return Measure(name, kind, question, [SERVER], {repeats: full, **options}, in_quick, size)
+
+
 def growth_series():
     """{series: its measures by growing size}"""
-    return {
-        "request line": [Measure(f"request line of {size // MIB} MiB", "calls", LONG_LINE, [SERVER],
-                                 {"count": 3, "warm": 1, "fill": size}, {"count": 1}, size) for size in LINE_SIZES],
-        "reply members": [Measure(f"reply of {size:,} members", "calls", names_of(size), [SERVER],
-                                  {"count": 3, "warm": 1}, {"count": 1}, size) for size in MEMBER_COUNTS],
-        "messages at once": [Measure(f"{size:,} messages at once", "burst", SMALL_CALL, [SERVER],
-                                     {"count": size, "warm": 500, "times": max(1, REPEATED_MESSAGES // size)}, {}, size)
-                             for size in MESSAGE_COUNTS],
-    }
-
-
-def is_quick(series, measure):
-    return measure.size <= QUICK_LIMITS[series]
+    lines = [series_member("request line", f"request line of {size // MIB} MiB", "calls", LONG_LINE, "count",
+                           {"warm": 1, "fill": size}, size) for size in LINE_SIZES]
+    replies = [series_member("reply members", f"reply of {size:,} members", "calls", names_of(size), "count",
+                             {"warm": 1}, size) for size in MEMBER_COUNTS]
+    messages = [series_member("messages at once", f"{size:,} messages at once", "burst", SMALL_CALL, "times",
+                              {"warm": 500, "count": size}, size) for size in MESSAGE_COUNTS]
+    return {"request line": lines, "reply members": replies, "messages at once": messages}

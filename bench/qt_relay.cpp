@@ -49,7 +49,9 @@ QString resultText(const QJsonValue& result) {
 }
 
 QByteArray encodedResult(QByteArray bytes) {
-  return resultText(QJsonDocument::fromJson(bytes).object()["result"]).toUtf8();
+  QByteArray text = resultText(QJsonDocument::fromJson(bytes).object()["result"]).toUtf8();
+  text.replace('\n', ' ');  // the reader takes one line for one reply
+  return text;
 }
 
 constexpr Passage kRelay = {unchanged, unchanged};

@@ -64,16 +64,19 @@ class Run:
         catalogue_file.write_text(json.dumps(catalogue), encoding="utf-8")
         self.requests = catalogue["requests"]
         self.subjects, self.missing = measures.find_subjects(build, catalogue_file)
-        self.series = {name: [measure for measure in row if not quick or measures.is_quick(name, measure)]
-                       for name, row in measures.growth_series().items()}
+        self.series = {name: self._wanted(row) for name, row in measures.growth_series().items()}
+
+    def _wanted(self, row):
+        return [measure for measure in row if not self.quick or measure.quick is not None]
 
     def round(self):
         for benchmark in JSON_BENCHMARKS:
             self._run_json(self.build / "bench" / benchmark)
-        for measure in measures.ROUND_TRIPS + [measure for row in self.series.values() for measure in row]:
-            for subject in measure.subjects:
-                if subject in self.subjects:
-                    self._drive(measure, subject)
+        for row in [self._wanted(measures.ROUND_TRIPS), *self.series.values()]:
+            for measure in row:
+                for subject in measure.subjects + ([] if self.quick else measure.extra):
+                    if subject in self.subjects:
+                        self._drive(measure, subject)
 
     def _add(self, measure, field, subject, value):
         self.figures.setdefault((measure, field, subject), []).append(value)
