@@ -171,42 +171,61 @@ double quantile(std::vector<double>& values, double share) {
   return *at;
 }
 
-void measureCalls(const Options& options) {
-  ChildProcess program(options.program);
+/// What a process does between two moments.
+Activity difference(const Activity& before, const Activity& after) {
+  return {.processorNs = after.processorNs - before.processorNs,
+          .contextSwitches = after.contextSwitches - before.contextSwitches};
+}
+
+/// Processor time of `process` since `before`, shared out over `parts`, in microseconds.
+double processorTime(pid_t process, const Activity& before, long parts) {
+  const Activity spent = difference(before, activityOf(process));
+  return static_cast<double>(spent.processorNs) / 1000 / static_cast<double>(parts);
+}
+
+/// Greets the program and lets it answer the requests that are not counted.
+void warmUp(const Options& options, ChildProcess& program) {
   greet(options, program);
   for (const std::string& line : requestLines(options, 1, options.warm)) program.exchange(line, 1);
-  const long restingKib = statusOf(program.id(), "VmRSS");
+}
+
+void measureCalls(const Options& options) {
+  ChildProcess program(options.program);
+  warmUp(options, program);
   const std::vector<std::string> lines = requestLines(options, options.warm + 1, options.count);
   std::vector<double> times;
   times.reserve(lines.size());
+  const Activity before = activityOf(program.id());
   for (const std::string& line : lines) {
     const Clock::time_point start = Clock::now();
     program.exchange(line, 1);
     times.push_back(microsecondsSince(start));
   }
+  const double processorUs = processorTime(program.id(), before, options.count);
   const double p50 = quantile(times, 0.5);
   const double p99 = quantile(times, 0.99);
   std::printf(
-      R"({"p50_us":%.2f,"p99_us":%.2f,"request_bytes":%zu,"reply_bytes":%zu,"resting_kib":%ld,"peak_kib":%ld})"
+      R"({"p50_us":%.2f,"p99_us":%.2f,"processor_us":%.2f,"request_bytes":%zu,"reply_bytes":%zu,"peak_kib":%ld})"
       "\n",
-      p50, p99, lines.back().size(), program.lastReplySize(), restingKib, statusOf(program.id(), "VmHWM"));
+      p50, p99, processorUs, lines.back().size(), program.lastReplySize(), statusOf(program.id(), "VmHWM"));
 }
 
 void measureBurst(const Options& options) {
   ChildProcess program(options.program);
-  greet(options, program);
-  for (const std::string& line : requestLines(options, 1, options.warm)) program.exchange(line, 1);
+  warmUp(options, program);
   std::string all;
   for (const std::string& line : requestLines(options, options.warm + 1, options.count)) all += line;
   std::vector<double> times;
+  const Activity before = activityOf(program.id());
   for (long i = 0; i < options.times; ++i) {
     const Clock::time_point start = Clock::now();
     program.exchange(all, options.count);
     times.push_back(microsecondsSince(start));
   }
-  std::printf(R"({"p50_us":%.2f,"bytes":%zu})"
+  const double processorUs = processorTime(program.id(), before, options.times);
+  std::printf(R"({"p50_us":%.2f,"processor_us":%.2f})"
               "\n",
-              quantile(times, 0.5), all.size());
+              quantile(times, 0.5), processorUs);
 }
 
 void measureStart(const Options& options) {
@@ -224,15 +243,12 @@ void measureStart(const Options& options) {
               quantile(times, 0.5), quantile(resident, 0.5));
 }
 
-/// What `process` does in `seconds` of silence, once it has come to rest. Reads nothing in between: the
-/// driver shares the process's core, but not its descriptors.
+/// What `process` does in `seconds` of silence, once it has come to rest.
 Activity activityDuring(pid_t process, long seconds) {
   std::this_thread::sleep_for(kSettlingTime);
   const Activity before = activityOf(process);
   std::this_thread::sleep_for(std::chrono::seconds(seconds));
-  const Activity after = activityOf(process);
-  return {.processorNs = after.processorNs - before.processorNs,
-          .contextSwitches = after.contextSwitches - before.contextSwitches};
+  return difference(before, activityOf(process));
 }
 
 void measureIdle(const Options& options) {

@@ -9,6 +9,7 @@ import statistics
 import subprocess
 
 from measures import SERVER
+from targets import GROWTH_FIELD
 
 COLOURS = ["#2f6f4f", "#7f9fbf", "#d9a441", "#b5523b", "#8a6d9e", "#777777"]
 PAYLOADS = {"small_call": "small line", "names_object": "3 MB object", "info_array": "8 MB array",
@@ -16,7 +17,8 @@ PAYLOADS = {"small_call": "small line", "names_object": "3 MB object", "info_arr
 READERS = {"ours": "this server", "nlohmann": "nlohmann/json", "rapidjson": "RapidJSON", "qt": "QJsonDocument"}
 
 # Fields of the figures table: how each is shown.
-UNITS = {"p50_us": ("p50", 1e-3, "ms"), "p99_us": ("p99", 1e-3, "ms"), "resident_kib": ("resident", 1 / 1024, "MiB"),
+UNITS = {"p50_us": ("p50", 1e-3, "ms"), "p99_us": ("p99", 1e-3, "ms"),
+         "processor_us": ("processor time", 1e-3, "ms"), "resident_kib": ("resident", 1 / 1024, "MiB"),
          "peak_kib": ("peak", 1 / 1024, "MiB"), "cpu_time": ("time", 1e-6, "ms")}
 
 
@@ -129,11 +131,11 @@ def program_chart(folder, figures, name, title, unit, measures, field, factor):
 
 
 def growth_chart(folder, figures, series):
-    script = HEAD.format(file=folder / "growth.svg", title="Time against size (dashed: in proportion)")
+    script = HEAD.format(file=folder / "growth.svg", title="Processor time against size (dashed: in proportion)")
     script += 'set logscale xy\nset xlabel "size, as a multiple of the smallest"\nset ylabel "time in ms"\n'
     plots = []
     for index, (name, measures) in enumerate(series.items()):
-        points = [(measure.size, median(figures, measure.name, "p50_us", SERVER)) for measure in measures]
+        points = [(measure.size, median(figures, measure.name, GROWTH_FIELD, SERVER)) for measure in measures]
         points = [(size, time / 1000) for size, time in points if time]
         script += f"$s{index} << END\n"
         script += "".join(f"{size / points[0][0]:.6g} {time:.6g}\n" for size, time in points) + "END\n"
