@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -166,7 +167,7 @@ void greet(const Options& options, ChildProcess& program) {
 /// The value below which the given share of all lie.
 double quantile(std::vector<double>& values, double share) {
   const auto last = static_cast<double>(values.size() - 1);
-  const auto at = values.begin() + static_cast<std::ptrdiff_t>(share * last + 0.5);
+  const auto at = values.begin() + std::lround(share * last);
   std::nth_element(values.begin(), at, values.end());
   return *at;
 }

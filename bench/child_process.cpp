@@ -26,6 +26,7 @@ constexpr std::size_t kHeadSize = 200;       // enough of a line to tell what it
   ::dup2(output, STDOUT_FILENO);
   ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   ::execvp(arguments.front(), arguments.data());

@@ -116,7 +116,7 @@ def median_ratio(figures, measure, field, above, below):
 def judged(target, figures):
     above, below = (target.other, target.ours) if target.faster else (target.ours, target.other)
     ratio = median_ratio(figures, target.measure, target.field, above, below)
-    wanted = f"{target.bound:g}× faster or more" if target.faster else f"at most {target.bound:g}×"
+    wanted = f"at least {target.bound:g}× as fast" if target.faster else f"at most {target.bound:g}×"
     if ratio is None:
         return Verdict(target.what, "-", wanted, "not measured")
     good = ratio >= target.bound if target.faster else ratio <= target.bound
