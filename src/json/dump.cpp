@@ -8,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <string_view>
 
 namespace json11 {
@@ -49,30 +50,48 @@ bool isPlainAscii(std::string_view text) {
   return markNotPlainAscii(wordAt(last)) == 0;  // may look at some bytes twice
 }
 
-/// The escape for a control character, quotation mark or backslash.
-void putEscape(char c, TextGatherer& out) {
-  switch (c) {
-    case '\b': out.put("\\b"); return;
-    case '\t': out.put("\\t"); return;
-    case '\n': out.put("\\n"); return;
-    case '\f': out.put("\\f"); return;
-    case '\r': out.put("\\r"); return;
-    case '"': out.put("\\\""); return;
-    case '\\': out.put("\\\\"); return;
-    default: break;
-  }
-  const auto byte = static_cast<unsigned char>(c);
-  out.put("\\u00");
-  out.put(kHexDigits[byte >> 4]);
-  out.put(kHexDigits[byte & 0xF]);
+/// Appends `text` between quotation marks. One step: three would ask for room three times.
+void appendQuoted(std::string_view text, std::string& out) {
+  const std::size_t start = out.size();
+  out.resize(start + text.size() + 2, '"');
+  std::copy(text.begin(), text.end(), out.data() + start + 1);
 }
 
-/// Puts what stands for the bytes at `i`, where a run of plain text has stopped; returns how many they are.
-std::size_t putStop(std::string_view text, std::size_t i, TextGatherer& out) {
-  if (text[i] != '\xE2') {
-    putEscape(text[i], out);
-    return 1;
+/// What is printed for a byte of a string.
+struct PrintedByte {
+  std::array<char, 8> text{};
+  std::uint8_t size = 0;
+};
+
+/// The letter that stands behind the backslash for `byte`; 0 if it has none.
+constexpr char shortEscape(unsigned byte) {
+  switch (byte) {
+    case '\b': return 'b';
+    case '\t': return 't';
+    case '\n': return 'n';
+    case '\f': return 'f';
+    case '\r': return 'r';
+    case '"': return '"';
+    case '\\': return '\\';
+    default: return 0;
   }
+}
+
+constexpr PrintedByte printed(unsigned byte) {
+  if (const char letter = shortEscape(byte); letter != 0) return {{'\\', letter}, 2};
+  if (byte < 0x20) return {{'\\', 'u', '0', '0', kHexDigits[byte >> 4], kHexDigits[byte & 0xF]}, 6};
+  return {{static_cast<char>(byte)}, 1};
+}
+
+constexpr std::array<PrintedByte, 256> kPrintedBytes = [] {
+  std::array<PrintedByte, 256> all;
+  for (unsigned byte = 0; byte < all.size(); ++byte) all[byte] = printed(byte);
+  return all;
+}();
+
+/// Puts what stands for the character at `i`, whose first byte is that of U+2028 and U+2029; returns how many
+/// bytes it stands for. Other characters pass byte by byte.
+std::size_t putSeparator(std::string_view text, std::size_t i, TextGatherer& out) {
   const std::string_view character = text.substr(i, 3);
   if (character == "\xE2\x80\xA8") {
     out.put("\\u2028");
@@ -83,6 +102,21 @@ std::size_t putStop(std::string_view text, std::size_t i, TextGatherer& out) {
     return 1;
   }
   return character.size();
+}
+
+/// Puts what stands for the bytes from `i` to `end`, and a little beyond if a character lies across it;
+/// returns the index where it stopped.
+std::size_t putBytes(std::string_view text, std::size_t i, std::size_t end, TextGatherer& out) {
+  while (i < end) {
+    if (text[i] == '\xE2') {
+      i += putSeparator(text, i, out);
+      continue;
+    }
+    const PrintedByte& byte = kPrintedBytes[static_cast<unsigned char>(text[i])];
+    out.putFirst(byte.text, byte.size);
+    ++i;
+  }
+  return i;
 }
 
 /// Appends the text of a number; the buffer holds any that `%d`, `%llu` and `%.17g` can print.
@@ -97,9 +131,7 @@ void appendNumber(std::string& out, Number... number) {
 
 void dump(const std::string& value, std::string& out) {
   if (isPlainAscii(value)) {
-    out += '"';
-    out += value;
-    out += '"';
+    appendQuoted(value, out);
     return;
   }
   const std::string_view text = value;
@@ -107,7 +139,8 @@ void dump(const std::string& value, std::string& out) {
   gatherer.put('"');
   std::size_t i = 0;
   while ((i = gatherer.putPlain<'"', '\\', 0xE2>(text, i)) < text.size()) {
-    i += putStop(text, i, gatherer);
+    // Where one byte needs an escape the next is often near: JSON within a string, paths, line ends.
+    i = putBytes(text, i, std::min(i + sizeof(Word), text.size()), gatherer);
   }
   gatherer.put('"');
   gatherer.flush();
@@ -142,7 +175,7 @@ void dump(const Json::array& values, std::string& out) {
   out += '[';
   bool first = true;
   for (const Json& value : values) {
-    if (!first) (out += ',') += ' ';
+    if (!first) out.append(", ", 2);
     first = false;
     makeRoom(out);
     value.dump(out);
@@ -154,7 +187,7 @@ void dump(const Json::object& values, std::string& out) {
   out += '{';
   bool first = true;
   for (const auto& [key, value] : values) {
-    if (!first) (out += ',') += ' ';
+    if (!first) out.append(", ", 2);
     first = false;
     makeRoom(out);
     dump(key, out);

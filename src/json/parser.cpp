@@ -175,6 +175,8 @@ void JsonParser::consumeGarbage() {
 }
 
 char JsonParser::nextToken() {
+  // Most tokens stand directly behind the one before: no blank, no comment, not the terminating zero.
+  if (str_[i_] > ' ' && str_[i_] != '/') return str_[i_++];
   consumeGarbage();
   if (failed_) return 0;
   if (atEnd()) {

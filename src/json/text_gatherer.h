@@ -96,8 +96,17 @@ class TextGatherer {
   /// `piece` is shorter than the buffer: an escape, a character.
   void put(std::string_view piece) {
     makeRoom(piece.size());
-    std::memcpy(buffer_.data() + used_, piece.data(), piece.size());
+    std::copy_n(piece.data(), piece.size(), buffer_.data() + used_);
     used_ += piece.size();
+  }
+
+  /// Puts the first `size` characters of `piece`. Copies all of it, which a fixed length makes one
+  /// instruction.
+  template <std::size_t kSize>
+  void putFirst(const std::array<char, kSize>& piece, std::size_t size) {
+    makeRoom(kSize);
+    std::copy_n(piece.data(), kSize, buffer_.data() + used_);
+    used_ += size;
   }
 
   /// Puts `text` from index `i` up to the first byte that is below 0x20 or one of `kStops`, or to its end;
@@ -107,7 +116,7 @@ class TextGatherer {
     for (; i + sizeof(Word) <= text.size(); i += sizeof(Word)) {
       const Word word = wordAt(text.data() + i);
       makeRoom(sizeof word);
-      std::memcpy(buffer_.data() + used_, &word, sizeof word);
+      std::copy_n(text.data() + i, sizeof word, buffer_.data() + used_);
       const Word stops = markStops<kStops...>(word);
       const auto plain =
           static_cast<std::size_t>(std::countr_zero(stops)) / 8;  // all eight if nothing is marked

@@ -1,5 +1,5 @@
-// Linked into the server in coverage builds only. The server runs until a signal ends it, and counts are written
-// at a regular exit only: this writes them before the signal does its work.
+// Linked into the server in coverage builds only. The server runs until a signal ends it, and counts are
+// written at a regular exit only: this writes them before the signal does its work.
 
 #include <csignal>
 
