@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -22,6 +23,19 @@ constexpr std::string_view kBlanks = " \t\n\r";
 void makeInputNonBlocking() {
   const int flags = ::fcntl(STDIN_FILENO, F_GETFL);
   ::fcntl(STDIN_FILENO, F_SETFL, flags | O_NONBLOCK);
+}
+
+/// Takes the first line, which ends before the line feed at `lineEnd`, and its line feed out of the buffer.
+std::string takeLine(std::string& buffer, std::size_t lineEnd) {
+  if (lineEnd + 1 == buffer.size()) {
+    // Nothing has come behind it, as nearly always: a line of many megabytes is handed on without a copy.
+    std::string line = std::exchange(buffer, std::string());
+    line.pop_back();
+    return line;
+  }
+  std::string line = buffer.substr(0, lineEnd);
+  buffer.erase(0, lineEnd + 1);
+  return line;
 }
 
 bool isBlank(const std::string& line) {
@@ -72,8 +86,7 @@ void processLines(McpServer& server) {
   while (!buffer.empty()) {
     const std::size_t lineEnd = buffer.find(kLineEnd);
     if (lineEnd == std::string::npos) return;
-    std::string line = buffer.substr(0, lineEnd);
-    buffer.erase(0, lineEnd + 1);
+    std::string line = takeLine(buffer, lineEnd);
     // A second carriage return stays: the parser takes it as white space.
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (!isBlank(line)) handleMessage(server, line);
