@@ -18,7 +18,11 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 WORK = ROOT / "build" / "mutants"
 COPIED = ["CMakeLists.txt", "CMakePresets.json", "cmake", "src", "devhost", "companion", "tests", "fuzz", "bench"]
-# Cheap tests first; the last are those with waits of half a minute.
+# A folder's own tests come first: they notice most of its faults, and only they have to be linked for it.
+OWN_TESTS = {"src/json": ["json_tests"], "src/mcp": ["mcp_tests"], "src/server": ["server_tests", "server_call_tests"],
+             "src/ipc": ["ipc_tests"], "src/tools": ["tools_tests"]}
+OWN_TESTS_LIMIT_S = 120
+# Then all tests, cheap ones first; the last are those with waits of half a minute.
 STAGES = [["-L", "unit"], ["-L", "process|fuzz-replay", "-LE", "slow"], ["-L", "slow"]]
 TARGETS_OF_NO_INTEREST = ["-DORVANE_BUILD_DEVHOST=OFF", "-DORVANE_BUILD_COMPANION=OFF"]
 
@@ -104,8 +108,22 @@ class Copy:
         if not self.builds() or self.killed_by_stage() is not None:
             sys.exit("run_mutants.py: the project fails its tests without any mutant")
 
-    def builds(self):
-        return self.quietly("cmake", "--build", str(self.build))
+    def builds(self, *targets):
+        return self.quietly("cmake", "--build", str(self.build), *(["--target", *targets] if targets else []))
+
+    def killed_by_own_tests(self, folder):
+        """The first of the folder's own test programs that fails or does not end; None if all pass."""
+        for program in OWN_TESTS.get(folder, []):
+            path = self.build / "tests" / pathlib.Path(folder).name / program
+            try:
+                done = subprocess.run([path, "--gtest_fail_fast"], cwd=path.parent, stdin=subprocess.DEVNULL,
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=OWN_TESTS_LIMIT_S,
+                                      check=False)
+            except subprocess.TimeoutExpired:
+                return program
+            if done.returncode != 0:
+                return program
+        return None
 
     def killed_by_stage(self):
         for stage in STAGES:
@@ -118,9 +136,13 @@ class Copy:
         original = source.read_text()
         try:
             source.write_text(mutant.mutated(original))
-            if not self.builds():
+            folder = str(pathlib.Path(mutant.file).parent)
+            if not self.builds(*OWN_TESTS.get(folder, [])):
                 return "does not build"
-            stage = self.killed_by_stage()
+            stage = self.killed_by_own_tests(folder)
+            if stage is None and not self.builds():
+                return "does not build"
+            stage = stage or self.killed_by_stage()
             return "SURVIVED" if stage is None else f"killed by {stage}"
         finally:
             source.write_text(original)
