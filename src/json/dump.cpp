@@ -83,11 +83,13 @@ constexpr PrintedByte printed(unsigned byte) {
   return {{static_cast<char>(byte)}, 1};
 }
 
-constexpr std::array<PrintedByte, 256> kPrintedBytes = [] {
+constexpr std::array<PrintedByte, 256> printedBytes() {
   std::array<PrintedByte, 256> all;
-  for (unsigned byte = 0; byte < all.size(); ++byte) all[byte] = printed(byte);
+  for (unsigned i = 0; i < all.size(); ++i) all[i] = printed(i);
   return all;
-}();
+}
+
+constexpr std::array<PrintedByte, 256> kPrintedBytes = printedBytes();
 
 /// Puts what stands for the character at `i`, whose first byte is that of U+2028 and U+2029; returns how many
 /// bytes it stands for. Other characters pass byte by byte.

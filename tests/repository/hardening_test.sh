@@ -25,16 +25,17 @@ holds "a stack that is not executable" 'GNU_STACK .* RW +0x' "$segments"
 holds "stack protector" '__stack_chk_fail' "$symbols"
 holds "checked library calls" '__[a-z]+_chk@' "$symbols"
 if grep -q X86-64 <<<"$header"; then
-  holds "control-flow protection" 'IBT, SHSTK' "$notes"
+  holds "control-flow protection: the shadow stack" 'x86 feature: .*SHSTK' "$notes"
 fi
 
-# These two leave no mark of their own in the executable: what every file of src/ was compiled with.
-python3 - "$compile_commands" <<'PYTHON' || missing=1
+# These leave no mark of their own in the executable, or not one for all of it: what every file of src/ was compiled
+# with.
+python3 - "$compile_commands" $(grep -q X86-64 <<<"$header" && echo -fcf-protection=full) <<'PYTHON' || missing=1
 import json, sys
 missing = False
 for entry in json.load(open(sys.argv[1])):
     if "/src/" in entry["file"]:
-        for flag in ("-D_FORTIFY_SOURCE=3", "-fstack-clash-protection", "-fstack-protector-strong"):
+        for flag in ("-D_FORTIFY_SOURCE=3", "-fstack-clash-protection", "-fstack-protector-strong", *sys.argv[2:]):
             if flag not in entry["command"].split():
                 print(f"missing: {flag} for {entry['file']}", file=sys.stderr)
                 missing = True
