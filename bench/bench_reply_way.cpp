@@ -72,7 +72,8 @@ Json messageOf(const Json& text) {
 }
 
 void wholeWay(const QByteArray& body, McpServer& server) {
-  Json result = resultFromText(decodedText(parsedResult(body)));
+  const QString text = decodedText(parsedResult(body));
+  Json result = resultFromText(text);
   result = textOf(result);
   sendMessage(server, messageOf(result));
 }
