@@ -17,7 +17,8 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 WORK = ROOT / "build" / "mutants"
-COPIED = ["CMakeLists.txt", "CMakePresets.json", "cmake", "src", "devhost", "companion", "tests", "fuzz", "bench"]
+COPIED = ["CMakeLists.txt", "CMakePresets.json", "cmake", "src", "devhost", "companion", "packaging", "tests", "fuzz",
+          "bench"]
 # A folder's own tests come first: they notice most of its faults, and only they have to be linked for it.
 OWN_TESTS = {"src/json": ["json_tests"], "src/mcp": ["mcp_tests"], "src/server": ["server_tests", "server_call_tests"],
              "src/ipc": ["ipc_tests"], "src/tools": ["tools_tests"]}
