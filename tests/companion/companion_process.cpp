@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -31,6 +32,15 @@ std::vector<pid_t> childrenOf(pid_t parent) {
       children.push_back(std::stoi(name));
   }
   return children;
+}
+
+/// A process whose first thread waits to be reaped may still have other threads, and with them its pipes.
+std::size_t threadsOf(pid_t pid) {
+  std::size_t threads = 0;
+  std::error_code gone;
+  std::filesystem::directory_iterator entry("/proc/" + std::to_string(pid) + "/task", gone);
+  for (; !gone && entry != end(entry); entry.increment(gone)) ++threads;
+  return threads;
 }
 
 }  // namespace
@@ -61,7 +71,7 @@ pid_t onlyChildOf(pid_t parent) {
 }
 
 void waitUntilGone(pid_t pid) {
-  waitUntil([pid] { return parentOf(std::to_string(pid)) < 0; }, "a process's end");
+  waitUntil([pid] { return parentOf(std::to_string(pid)) < 0 && threadsOf(pid) <= 1; }, "a process's end");
 }
 
 Outcome runCompanion(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
