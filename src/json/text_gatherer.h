@@ -100,13 +100,13 @@ class TextGatherer {
     used_ += piece.size();
   }
 
-  /// Puts the first `size` characters of `piece`. Copies all of it, which a fixed length makes one
-  /// instruction.
-  template <std::size_t kSize>
-  void putFirst(const std::array<char, kSize>& piece, std::size_t size) {
-    makeRoom(kSize);
-    std::copy_n(piece.data(), kSize, buffer_.data() + used_);
-    used_ += size;
+  /// Puts what `write` writes: it is given a place with room for `most` bytes, fewer than the buffer's, and
+  /// returns the end of what is to stay. One question for room, and the place is kept in a register.
+  template <typename Write>
+  void putWith(std::size_t most, Write write) {
+    makeRoom(most);
+    char* const begin = buffer_.data() + used_;
+    used_ += static_cast<std::size_t>(write(begin) - begin);
   }
 
   /// Puts `text` from index `i` up to the first byte that is below 0x20 or one of `kStops`, or to its end;
