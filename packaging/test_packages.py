@@ -26,7 +26,7 @@ VERSION = re.search(r"project\(OrvaneMCPServer VERSION (\S+)", (SOURCE / "CMakeL
 HAS_COMPANION = (BUILD / "companion/orvane-mcp").exists()
 PROGRAMS = {"OrvaneMCPServer", "orvane-mcp"} if HAS_COMPANION else {"OrvaneMCPServer"}
 GLIBC = {"libc.so.6", "libm.so.6", "libresolv.so.2", "libdl.so.2", "libpthread.so.0", "librt.so.1"}
-DEPENDENCIES = {"libc6", "libgcc-s1", "libqt6core6", "libqt6network6", "libstdc++6"}
+DEPENDENCIES = {"libc6", "libgcc-s1", "libmimalloc2.0", "libqt6core6", "libqt6network6", "libstdc++6"}
 if HAS_COMPANION:
     DEPENDENCIES.add("libedit2")
 NOTICES = "share/doc/orvane-mcp-server"
