@@ -3,7 +3,7 @@
 
 Runs every benchmark of a build folder (build/bench) in rounds, all programs once a round, so that a slow moment of
 the machine meets all of them. Prints what the server is to reach beside the medians of the ratios, and writes the
-table, charts and all figures to FOLDER/report. In full it takes less than 10 minutes, quick about one.
+table, charts and all figures to FOLDER/report. In full it takes less than 10 minutes, quick about one minute.
 """
 
 import argparse
@@ -22,7 +22,7 @@ from measures import SERVER
 from read_catalogue import read_catalogue
 
 FULL_ROUNDS = 5
-QUICK_ROUNDS = 3
+QUICK_ROUNDS = 2
 # Least time for each JSON benchmark in a round, in seconds.
 FULL_JSON_TIME = 0.05
 QUICK_JSON_TIME = 0.01

@@ -15,7 +15,7 @@ namespace {
 constexpr char kDescription[] =
     "Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on\n"
     "a terminal. Values are taken as the tool's schema has them: case_sensitive=true,\n"
-    "names='{\"0x10\":\"start\"}'. \"orvane-mcp tools\" names the tools.\n"
+    "names='{\"0x10\":\"start\"}'. Or all of them as one JSON object. \"orvane-mcp tools\" names the tools.\n"
     "\n"
     "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument.";
 

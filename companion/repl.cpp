@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr char kBlanks[] = " \t";
 constexpr const char* kSessionWords[] = {"help", "quit"};
 
 bool startsWith(const std::string& text, const std::string& start) {
@@ -58,17 +59,27 @@ std::string callAsTyped(ToolCaller& caller, std::vector<std::string> words,
   return outcome.error;
 }
 
+/// The words of `line`. Arguments that are written as one JSON object keep their quotation marks.
+std::optional<std::vector<std::string>> wordsOf(const std::string& line, std::string& error) {
+  const std::size_t tool = line.find_first_not_of(kBlanks);
+  const std::size_t toolEnd = line.find_first_of(kBlanks, tool);
+  const std::size_t arguments = line.find_first_not_of(kBlanks, toolEnd);
+  if (arguments != std::string::npos && line[arguments] == '{')
+    return std::vector<std::string>{line.substr(tool, toolEnd - tool), line.substr(arguments)};
+  return splitWords(line, error);
+}
+
 }  // namespace
 
 std::vector<std::string> completionsOf(const std::string& line, const std::vector<Tool>& tools) {
-  const std::size_t wordBegin = line.find_last_of(" \t") + 1;
+  const std::size_t wordBegin = line.find_last_of(kBlanks) + 1;
   const std::string word = line.substr(wordBegin);
-  const std::size_t firstBegin = line.find_first_not_of(" \t");
+  const std::size_t firstBegin = line.find_first_not_of(kBlanks);
   std::vector<std::string> words;
   if (firstBegin == std::string::npos || firstBegin == wordBegin) {
     words = firstWords(tools);
   } else {
-    const std::string first = line.substr(firstBegin, line.find_first_of(" \t", firstBegin) - firstBegin);
+    const std::string first = line.substr(firstBegin, line.find_first_of(kBlanks, firstBegin) - firstBegin);
     const Tool* const tool = findTool(tools, first);
     if (first == "help") {
       words = firstWords(tools);
@@ -85,7 +96,7 @@ void runRepl(ToolCaller& caller, const std::function<void(const std::string& tex
                     [&caller](const std::string& line) { return completionsOf(line, caller.tools()); });
   while (const std::optional<std::string> line = editor.readLine()) {
     std::string error;
-    std::optional<std::vector<std::string>> words = splitWords(*line, error);
+    std::optional<std::vector<std::string>> words = wordsOf(*line, error);
     if (words && words->empty()) continue;
     if (words && words->front() == "quit") return;
     if (words && words->front() == "help") {

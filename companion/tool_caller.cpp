@@ -22,18 +22,46 @@ Tool readTool(const Json& listed) {
   return tool;
 }
 
+bool fits(const ToolArgument& argument, const Json& value) {
+  if (value.is_discarded()) return false;
+  if (argument.type == "integer") return value.is_number_integer();
+  return argument.type.empty() || argument.type == value.type_name();
+}
+
+std::string misfit(const ToolArgument& argument, const std::string& text) {
+  return argument.name + " takes " +
+         (argument.type == "boolean" ? "true or false" : "a JSON " + argument.type) + ", not \"" + text +
+         "\"";
+}
+
+std::string unknownArgument(const Tool& tool, const std::string& key) {
+  return tool.name + " has no argument \"" + key + "\"";
+}
+
 std::optional<Json> readValue(const ToolArgument& argument, const std::string& text, std::string& error) {
   if (argument.type == "string") return text;
   Json value = Json::parse(text, nullptr, false);
-  const bool isInteger = argument.type == "integer";
-  const bool fits =
-      !value.is_discarded() &&
-      (isInteger ? value.is_number_integer() : argument.type.empty() || argument.type == value.type_name());
-  if (fits) return value;
-  error = argument.name + " takes " +
-          (argument.type == "boolean" ? "true or false" : "a JSON " + argument.type) + ", not \"" + text +
-          "\"";
+  if (fits(argument, value)) return value;
+  error = misfit(argument, text);
   return std::nullopt;
+}
+
+std::optional<Json> readObject(const Tool& tool, const std::string& text, std::string& error) {
+  Json arguments = Json::parse(text, nullptr, false);
+  if (!arguments.is_object()) {
+    error = "the arguments are no JSON object";
+    return std::nullopt;
+  }
+  for (const auto& [key, value] : arguments.items()) {
+    const ToolArgument* const argument = tool.argument(key);
+    if (argument == nullptr) {
+      error = unknownArgument(tool, key);
+    } else if (!fits(*argument, value)) {
+      error = misfit(*argument, value.dump());
+    }
+    if (!error.empty()) return std::nullopt;
+  }
+  return arguments;
 }
 
 }  // namespace
@@ -50,6 +78,7 @@ const Tool* findTool(const std::vector<Tool>& tools, const std::string& name) {
 
 std::optional<Json> readArguments(const Tool& tool, const std::vector<std::string>& words,
                                   std::string& error) {
+  if (words.size() == 1 && words.front().starts_with('{')) return readObject(tool, words.front(), error);
   Json arguments = Json::object();
   for (const std::string& word : words) {
     const std::size_t equals = word.find('=');
@@ -58,7 +87,7 @@ std::optional<Json> readArguments(const Tool& tool, const std::vector<std::strin
     if (equals == std::string::npos) {
       error = "\"" + word + "\" is not of the form key=value";
     } else if (argument == nullptr) {
-      error = tool.name + " has no argument \"" + key + "\"";
+      error = unknownArgument(tool, key);
     } else if (arguments.contains(key)) {
       error = key + " is given twice";
     } else if (std::optional<Json> value = readValue(*argument, word.substr(equals + 1), error)) {

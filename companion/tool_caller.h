@@ -29,7 +29,8 @@ struct Tool {
 const Tool* findTool(const std::vector<Tool>& tools, const std::string& name);
 
 /// The arguments that `words`, each "key=value", say for `tool`. A value is taken as the schema has it: as it
-/// stands for a string, "true" or "false" for a boolean, JSON for everything else.
+/// stands for a string, "true" or "false" for a boolean, JSON for everything else. A single word that begins
+/// with "{" is all arguments as one JSON object.
 ///
 /// Nothing, with the mistake in `error`, when a word has no "=", its key is unknown or given twice, or its
 /// value does not fit.

@@ -129,6 +129,19 @@ TEST(CallSession, MakesOneCallAfterAnotherAndSurvivesMistakes) {
             "orvane-mcp: refused\n");
 }
 
+TEST(CallSession, TakesArgumentsAsJsonToo) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  auto outcome = std::async(std::launch::async, [&folder] {
+    return runCompanion(folder, {"call", "--repl"}, {},
+                        " set_comment  {\"address\": \"1\", \"comment\": \"\\\"two\\\" words\"} \n");
+  });
+  host.accept();
+  EXPECT_THAT(host.readLine(), HasSubstr(R"(["\"two\" words","1"])"));
+  host.reply(R"({"success": true, "result": "done"})");
+  EXPECT_EQ(outcome.get().output, "done\n");
+}
+
 TEST(CallSession, NamesTheToolsAndTheirArguments) {
   const TemporaryFolder folder;
   const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "help\nhelp goto_address\n");

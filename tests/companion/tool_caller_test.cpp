@@ -37,6 +37,22 @@ TEST(ReadArguments, TakesEverythingBehindTheFirstEqualsSignOfAString) {
   EXPECT_EQ(readArguments(kTool, {}, error), Json::object());
 }
 
+TEST(ReadArguments, TakesAllOfThemAsOneJsonObject) {
+  std::string error;
+  EXPECT_EQ(readArguments(kTool, {R"({"pattern": "a \"b\"", "case_sensitive": false})"}, error),
+            (Json{{"pattern", "a \"b\""}, {"case_sensitive", false}}));
+  EXPECT_EQ(readArguments(kTool, {"{}"}, error), Json::object());
+  EXPECT_EQ(error, "");
+}
+
+TEST(ReadArguments, TellsWhatIsWrongInAJsonObject) {
+  EXPECT_EQ(mistakeIn({"{\"pattern\": "}), "the arguments are no JSON object");
+  EXPECT_EQ(mistakeIn({R"({"patern": "x"})"}), "search has no argument \"patern\"");
+  EXPECT_EQ(mistakeIn({R"({"pattern": 7})"}), "pattern takes a JSON string, not \"7\"");
+  EXPECT_EQ(mistakeIn({R"({"case_sensitive": "true"})"}),
+            "case_sensitive takes true or false, not \"\"true\"\"");
+}
+
 TEST(ReadArguments, TellsWhatIsWrong) {
   EXPECT_EQ(mistakeIn({"pattern"}), "\"pattern\" is not of the form key=value");
   EXPECT_EQ(mistakeIn({"patern=x"}), "search has no argument \"patern\"");

@@ -1,7 +1,9 @@
 // The development host against independent tools, on a program that the test compiles: data/program.c.
 
+#include "devhost/devhost_process.h"
 #include "devhost/opened_documents.h"
 #include "devhost/test_folder.h"
+#include "support/server_process.h"
 
 #include <QRegularExpression>
 
@@ -318,6 +320,72 @@ TEST_P(Compiled, FindsTheStringsAndTheCodeThatUsesThem) {
     EXPECT_EQ(withoutSymbols_.text("addressOfProcedure:withReply:", {users[0]}),
               entry(isTwice ? "twice" : "choose"));
   }
+}
+
+/// A conversation with the built server, as its client holds it.
+class Conversation {
+ public:
+  explicit Conversation(const QString& socketFolder)
+      : server_({.socketFolder = socketFolder.toStdString()}) {}
+
+  /// The reply to a tool call, whole.
+  QJsonObject reply(const char* tool, const QJsonObject& arguments = {}) {
+    const QJsonObject request{{"jsonrpc", "2.0"},
+                              {"id", 1},
+                              {"method", "tools/call"},
+                              {"params", QJsonObject{{"name", tool}, {"arguments", arguments}}}};
+    const std::string line = server_.ask(jsonText(request));
+    return QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
+  }
+
+  /// The text of a call's result.
+  QByteArray text(const char* tool, const QJsonObject& arguments = {}) {
+    return reply(tool, arguments)["result"][u"content"][0][u"text"].toString().toUtf8();
+  }
+
+  /// The JSON that is the text of a call's result: an array or an object.
+  QJsonValue value(const char* tool, const QJsonObject& arguments = {}) {
+    const QJsonDocument document = QJsonDocument::fromJson(text(tool, arguments));
+    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
+  }
+
+ private:
+  ServerProcess server_;
+};
+
+TEST_P(Compiled, IsTalkedAboutThroughTheServer) {
+  using Names = std::set<std::string>;
+  DevhostProcess host(folder_.path());
+  ASSERT_NE(host.startAndWait({program_}), QString());
+  Conversation server(folder_.path());
+  const Address twice = addresses_.at("twice");
+  const QString twiceText = hexAddress(twice);
+
+  EXPECT_EQ(server.value("list_documents"), QJsonArray{"program"});
+  EXPECT_EQ(server.value("search_procedures", {{"pattern", "^twice$"}, {"case_sensitive", true}}),
+            (QJsonObject{{twiceText, "twice"}}));
+  std::set<Address> listed;
+  for (const auto& line :
+       matches(server.text("procedure_assembly", {{"procedure", "twice"}}), "^0x([0-9a-f]+)    "))
+    listed.insert(number(line.captured(1)));
+  EXPECT_EQ(listed, instructionsOf(program_, twice, twice + functions_.at(twice).size));
+  EXPECT_EQ(textsOf(server.value("procedure_callers", {{"procedure", "twice"}})), (Names{"choose", "main"}));
+  EXPECT_EQ(textsOf(server.value("procedure_callers", {{"procedure", "hidden"}})), Names{"twice"});
+
+  const QJsonObject found =
+      server.value("search_strings", {{"pattern", "^two here$"}, {"case_sensitive", true}}).toObject();
+  ASSERT_EQ(found.size(), 1);
+  const QJsonArray users = server.value("xrefs", {{"address", found.begin().key()}}).toArray();
+  ASSERT_EQ(users.size(), 1);
+  server.text("goto_address", {{"address", users[0]}});
+  EXPECT_EQ(server.text("current_procedure"), "choose");
+
+  server.text("set_comment", {{"address", twiceText}, {"comment", "doubles \"it\""}});
+  EXPECT_EQ(server.text("comment", {{"address", twiceText}}), "doubles \"it\"");
+  server.text("set_address_name", {{"address", twiceText}, {"name", "two_times"}});
+  EXPECT_EQ(server.text("address_name", {{"address", twiceText}}), "two_times");
+  EXPECT_EQ(textsOf(server.value("procedure_callers", {{"procedure", "hidden"}})), Names{"two_times"});
+  EXPECT_EQ(server.reply("procedure_info", {{"procedure", "no_such_name"}})["error"][u"code"], -32000);
 }
 
 TEST(CompiledCxx, HasTheSignaturesThatMangledNamesTell) {

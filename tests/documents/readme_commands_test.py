@@ -13,10 +13,10 @@ import sys
 from example_session import HERE, DevelopmentHost, SocketFolder
 
 ROOT = HERE.parent.parent
-PROGRAMS = ["./run", "cmake", "orvane-mcp", "build/demo/devhost/orvane-devhost"]
+PROGRAMS = ["./run", "cmake", "export", "orvane-mcp", "build/demo/devhost/orvane-devhost"]
 RUN_ELSEWHERE = {
     "./run test": "this test is part of it",
-    "cmake --preset release && cmake --build --preset release": "the build under test was made like this, by its preset",
+    "./run package": "its own last step tries what it made; the build under test stands for it",
 }
 
 
@@ -39,8 +39,7 @@ class Reader:
         self.prefix = pathlib.Path(folder.path) / "opt"
         self.host = None
         # The reader's own home, so that no client's file of this machine is touched.
-        self.environment = {**folder.environment(), "HOME": folder.path,
-                            "PATH": f"{self.prefix}/bin:{os.environ['PATH']}"}
+        self.environment = {**folder.environment(), "HOME": folder.path, "PATH": os.environ["PATH"]}
         self.environment.pop("XDG_CONFIG_HOME", None)
 
     def shell(self, command):
@@ -61,8 +60,10 @@ class Reader:
             self.expect("./run demo", "answers are as they should be.")
         elif command == "build/demo/devhost/orvane-devhost /bin/true":
             self.host = DevelopmentHost(ROOT / "build/demo/devhost/orvane-devhost", self.folder, "/bin/true")
-        elif command.startswith("cmake --install build/release --prefix /opt/orvane"):
+        elif command == "cmake --install build/package/build --prefix /opt/orvane":
             self.shell(f"cmake --install '{self.build}' --prefix '{self.prefix}'")
+        elif command == 'export PATH="/opt/orvane/bin:$PATH"':
+            self.environment["PATH"] = f"{self.prefix}/bin:{self.environment['PATH']}"
         elif command == "orvane-mcp config --list":
             self.expect(command, "claude-desktop")
         elif command == "orvane-mcp config claude-desktop --write":
@@ -70,8 +71,6 @@ class Reader:
             self.expect(f"cat '{self.folder.path}/.config/Claude/claude_desktop_config.json'", str(self.prefix))
         elif command.startswith("orvane-mcp call search_procedures"):
             self.expect(command, "{")
-        elif command == "./run package":
-            return  # its own last step tries what it made
         else:
             raise AssertionError(f"nothing runs '{command}'")
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# hardening_test.sh READELF SERVER COMPILE_COMMANDS: the executable carries every defence it is built with.
+# hardening_test.sh READELF PROGRAM SOURCES COMPILE_COMMANDS: the executable carries every defence it is built with, and
+# every file of the folder SOURCES was compiled with them.
 set -euo pipefail
-readelf=$1 server=$2 compile_commands=$3
+readelf=$1 program=$2 sources=$3 compile_commands=$4
 missing=0
 
 # holds WHAT PATTERN TEXT
@@ -11,11 +12,11 @@ holds() {
   missing=1
 }
 
-header=$("$readelf" --wide --file-header "$server")
-segments=$("$readelf" --wide --program-headers "$server")
-dynamic=$("$readelf" --wide --dynamic "$server")
-symbols=$("$readelf" --wide --dyn-syms "$server")
-notes=$("$readelf" --wide --notes "$server")
+header=$("$readelf" --wide --file-header "$program")
+segments=$("$readelf" --wide --program-headers "$program")
+dynamic=$("$readelf" --wide --dynamic "$program")
+symbols=$("$readelf" --wide --dyn-syms "$program")
+notes=$("$readelf" --wide --notes "$program")
 
 holds "position independence" 'Type: +DYN' "$header"
 holds "position independent executable" 'FLAGS_1.* PIE' "$dynamic"
@@ -28,17 +29,17 @@ if grep -q X86-64 <<<"$header"; then
   holds "control-flow protection: the shadow stack" 'x86 feature: .*SHSTK' "$notes"
 fi
 
-# These leave no mark of their own in the executable, or not one for all of it: what every file of src/ was compiled
-# with.
-python3 - "$compile_commands" $(grep -q X86-64 <<<"$header" && echo -fcf-protection=full) <<'PYTHON' || missing=1
+# These leave no mark of their own in the executable, or not one for all of it: what every file was compiled with.
+python3 - "$compile_commands" "$sources" $(grep -q X86-64 <<<"$header" && echo -fcf-protection=full) <<'PYTHON' || missing=1
 import json, sys
-missing = False
+found = missing = False
 for entry in json.load(open(sys.argv[1])):
-    if "/src/" in entry["file"]:
-        for flag in ("-D_FORTIFY_SOURCE=3", "-fstack-clash-protection", "-fstack-protector-strong", *sys.argv[2:]):
+    if entry["file"].startswith(sys.argv[2] + "/"):
+        found = True
+        for flag in ("-D_FORTIFY_SOURCE=3", "-fstack-clash-protection", "-fstack-protector-strong", *sys.argv[3:]):
             if flag not in entry["command"].split():
                 print(f"missing: {flag} for {entry['file']}", file=sys.stderr)
                 missing = True
-sys.exit(missing)
+sys.exit(missing or not found)
 PYTHON
 exit $missing

@@ -31,7 +31,8 @@ foreach(program IN LISTS PROGRAMS)
   list(APPEND expected bin/${program} share/man/man1/${program}.1)
 endforeach()
 if("orvane-mcp" IN_LIST PROGRAMS)
-  list(APPEND expected ${documents}/licences/nlohmann-json3-dev.copyright)
+  list(APPEND expected ${documents}/licences/libtomlplusplus-dev.copyright
+       ${documents}/licences/nlohmann-json3-dev.copyright)
 endif()
 compare_installation("${folder}/default" ${expected})
 

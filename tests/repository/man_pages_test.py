@@ -15,6 +15,7 @@ HELP = {
                    ["companion/orvane-mcp", "doctor", "--help"],
                    ["companion/orvane-mcp", "config", "--help"],
                    ["companion/orvane-mcp", "serve", "--help"],
+                   ["companion/orvane-mcp", "tools", "--help"],
                    ["companion/orvane-mcp", "call", "--help"]],
 }
 
@@ -26,12 +27,12 @@ def formatted(page):
 
 
 def help_words(command):
-    """Options, and names at the beginning of a list entry."""
+    """Options, and commands as they are typed: the program and a name at the beginning of a list entry."""
     program, *arguments = command
     text = subprocess.run([BUILD / program, *arguments], check=True, capture_output=True, text=True).stdout
     options = re.findall(r"(?<![\w-])(--?[a-z][a-z-]*)", text)
     commands = re.findall(r"^  ([a-z]+)  ", text, re.MULTILINE)
-    return {*options, *commands}
+    return {*options, *(f"{Path(program).name} {name}" for name in commands)}
 
 
 def faults_of(page):

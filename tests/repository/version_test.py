@@ -21,8 +21,8 @@ BUILT = [
     ("CPackConfig.cmake", rf'^set\(CPACK_PACKAGE_VERSION "{VERSION_PATTERN}"\)'),
     ("CPackConfig.cmake", rf'^set\(CPACK_PACKAGE_FILE_NAME "OrvaneMCPServer-{VERSION_PATTERN}-'),
 ]
-# Written files that quote the server's greeting.
-GREETING = rf'"OrvaneMCPServer", "version": "{VERSION_PATTERN}"'
+# Written files that quote the server's greeting or name the package.
+QUOTED = [rf'"OrvaneMCPServer", "version": "{VERSION_PATTERN}"', rf"orvane-mcp-server_{VERSION_PATTERN}_"]
 QUOTING = ["README.md", "docs", "tests", "bench", "packaging"]
 # Folders that others fill.
 FOREIGN_FOLDERS = {"node_modules", "__pycache__"}
@@ -69,8 +69,8 @@ def shown_versions():
             yield str(file), found and found[1]
     for place in QUOTING:
         for file in files_under(SOURCE / place):
-            for version in re.findall(GREETING, file.read_text(errors="replace")):
-                yield str(file), version
+            text = file.read_text(errors="replace")
+            yield from ((str(file), version) for words in QUOTED for version in re.findall(words, text))
 
 
 def main():
