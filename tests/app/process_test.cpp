@@ -219,6 +219,13 @@ TEST(Locale, WithADecimalCommaChangesNoNumber) {
       R"({"id": 1.5, "jsonrpc": "2.0", "result": {"content": [{"text": )"
       R"("[0.10000000000000001, 1.0000000000000001e+300, -2.4999999999999999e-07, 4.9406564584124654e-324]", )"
       R"("type": "text"}]}})");
+  // Beyond a double's range the C library reads the number.
+  const auto unknownMethod = [](const std::string& id) {
+    return R"({"error": {"code": -32601, "data": "fly", "message": "Method not found"}, "id": )" + id +
+           R"(, "jsonrpc": "2.0"})";
+  };
+  EXPECT_EQ(server.ask(R"({"id":1.5e400,"method":"fly"})"), unknownMethod("null"));
+  EXPECT_EQ(server.ask(R"({"id":1.5e-400,"method":"fly"})"), unknownMethod("0"));
 }
 
 }  // namespace
