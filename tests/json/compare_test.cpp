@@ -1,6 +1,7 @@
 // Equality and order of values.
 
 #include "json/json.h"
+#include "json/payload.h"
 
 #include <gtest/gtest.h>
 
@@ -174,6 +175,14 @@ TEST(Equality, OfObjectsNeedsEqualKeysAndValues) {
   EXPECT_NE(Json(Json::object{{"a", 1}}), Json(Json::object{{"a", 1}, {"b", 2}}));
   EXPECT_NE(Json(Json::object{{"a", 1}}), Json(Json::object{{"b", 1}}));
   EXPECT_NE(Json(Json::object{{"a", 1}}), Json(Json::object{{"a", 2}}));
+}
+
+TEST(NullPayloads, AreEqualAndNoneIsLess) {
+  // Handles on null share one payload, so that these two are never asked of each other.
+  const json11::JsonNull one;
+  const json11::JsonNull other;
+  EXPECT_TRUE(one.equals(&other));
+  EXPECT_FALSE(one.less(&other));
 }
 
 }  // namespace
