@@ -7,11 +7,18 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <utility>
 
 namespace {
 
 constexpr char kBlanks[] = " \t";
 constexpr const char* kSessionWords[] = {"help", "quit"};
+
+/// Where the first word of `line` begins and ends.
+std::pair<std::size_t, std::size_t> firstWordOf(const std::string& line) {
+  const std::size_t begin = line.find_first_not_of(kBlanks);
+  return {begin, line.find_first_of(kBlanks, begin)};
+}
 
 bool startsWith(const std::string& text, const std::string& start) {
   return text.compare(0, start.size(), start) == 0;
@@ -61,8 +68,7 @@ std::string callAsTyped(ToolCaller& caller, std::vector<std::string> words,
 
 /// The words of `line`. Arguments that are written as one JSON object keep their quotation marks.
 std::optional<std::vector<std::string>> wordsOf(const std::string& line, std::string& error) {
-  const std::size_t tool = line.find_first_not_of(kBlanks);
-  const std::size_t toolEnd = line.find_first_of(kBlanks, tool);
+  const auto [tool, toolEnd] = firstWordOf(line);
   const std::size_t arguments = line.find_first_not_of(kBlanks, toolEnd);
   if (arguments != std::string::npos && line[arguments] == '{')
     return std::vector<std::string>{line.substr(tool, toolEnd - tool), line.substr(arguments)};
@@ -74,12 +80,12 @@ std::optional<std::vector<std::string>> wordsOf(const std::string& line, std::st
 std::vector<std::string> completionsOf(const std::string& line, const std::vector<Tool>& tools) {
   const std::size_t wordBegin = line.find_last_of(kBlanks) + 1;
   const std::string word = line.substr(wordBegin);
-  const std::size_t firstBegin = line.find_first_not_of(kBlanks);
+  const auto [firstBegin, firstEnd] = firstWordOf(line);
   std::vector<std::string> words;
   if (firstBegin == std::string::npos || firstBegin == wordBegin) {
     words = firstWords(tools);
   } else {
-    const std::string first = line.substr(firstBegin, line.find_first_of(kBlanks, firstBegin) - firstBegin);
+    const std::string first = line.substr(firstBegin, firstEnd - firstBegin);
     const Tool* const tool = findTool(tools, first);
     if (first == "help") {
       words = firstWords(tools);

@@ -93,13 +93,6 @@ class TextGatherer {
     buffer_[used_++] = c;
   }
 
-  /// `piece` is shorter than the buffer: an escape, a character.
-  void put(std::string_view piece) {
-    makeRoom(piece.size());
-    std::copy_n(piece.data(), piece.size(), buffer_.data() + used_);
-    used_ += piece.size();
-  }
-
   /// Puts what `write` writes: it is given a place with room for `most` bytes, fewer than the buffer's, and
   /// returns the end of what is to stay. One question for room, and the place is kept in a register.
   template <typename Write>
@@ -118,8 +111,7 @@ class TextGatherer {
       makeRoom(sizeof word);
       std::copy_n(text.data() + i, sizeof word, buffer_.data() + used_);
       const Word stops = markStops<kStops...>(word);
-      const auto plain =
-          static_cast<std::size_t>(std::countr_zero(stops)) / 8;  // all eight if nothing is marked
+      const std::size_t plain = bytesBefore(stops);
       used_ += plain;
       if (stops != 0) return i + plain;
     }

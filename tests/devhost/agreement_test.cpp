@@ -101,6 +101,16 @@ std::set<Address> instructionsOf(const QString& path, Address start, Address end
   return result;
 }
 
+/// The instructions that a listing of the development host's names; see instructionsOf() for `padding`.
+std::set<Address> listedIn(const QByteArray& listing, bool padding = true) {
+  std::set<Address> result;
+  for (const auto& line : matches(listing, "^0x([0-9a-f]+)    (.*)$")) {
+    if (!padding && line.captured(2).contains(kPadding)) continue;
+    result.insert(number(line.captured(1)));
+  }
+  return result;
+}
+
 /// A program compiled once for all tests of a suite, with symbols and without.
 class Compiled : public testing::TestWithParam<const char*> {
  protected:
@@ -120,13 +130,7 @@ class Compiled : public testing::TestWithParam<const char*> {
   }
 
   std::set<Address> listedInstructions(OpenedDocuments& documents, Address procedure, bool padding = true) {
-    std::set<Address> result;
-    const QString text = documents.text("asmOfProcedure:withReply:", {hexAddress(procedure)});
-    for (const auto& line : matches(text.toUtf8(), "^0x([0-9a-f]+)    (.*)$")) {
-      if (!padding && line.captured(2).contains(kPadding)) continue;
-      result.insert(number(line.captured(1)));
-    }
-    return result;
+    return listedIn(documents.text("asmOfProcedure:withReply:", {hexAddress(procedure)}).toUtf8(), padding);
   }
 
   /// Names of procedures in stubs' sections, which nm does not list.
@@ -364,11 +368,8 @@ TEST_P(Compiled, IsTalkedAboutThroughTheServer) {
   EXPECT_EQ(server.value("list_documents"), QJsonArray{"program"});
   EXPECT_EQ(server.value("search_procedures", {{"pattern", "^twice$"}, {"case_sensitive", true}}),
             (QJsonObject{{twiceText, "twice"}}));
-  std::set<Address> listed;
-  for (const auto& line :
-       matches(server.text("procedure_assembly", {{"procedure", "twice"}}), "^0x([0-9a-f]+)    "))
-    listed.insert(number(line.captured(1)));
-  EXPECT_EQ(listed, instructionsOf(program_, twice, twice + functions_.at(twice).size));
+  EXPECT_EQ(listedIn(server.text("procedure_assembly", {{"procedure", "twice"}})),
+            instructionsOf(program_, twice, twice + functions_.at(twice).size));
   EXPECT_EQ(textsOf(server.value("procedure_callers", {{"procedure", "twice"}})), (Names{"choose", "main"}));
   EXPECT_EQ(textsOf(server.value("procedure_callers", {{"procedure", "hidden"}})), Names{"twice"});
 

@@ -67,8 +67,9 @@ def faulty_exchange(number, rng):
     return call_line(number, "comment", address=kind), expected
 
 
-def development_exchange(number, rng, procedures, comments):
-    """One call of the development host, which has these procedures (names by address) and comments."""
+def development_exchange(number, rng, procedures, mains, comments):
+    """One call of the development host, which has these procedures (names by address), those of them called "main",
+    and comments."""
     address = rng.choice(list(comments))
     choice = rng.randrange(5)
     if choice == 0:
@@ -80,9 +81,8 @@ def development_exchange(number, rng, procedures, comments):
     if choice == 2:
         return call_line(number, "address_name", address=address), text_reply(number, procedures[address])
     if choice == 3:
-        found = {address: name for address, name in sorted(procedures.items()) if name == "main"}
         return (call_line(number, "search_procedures", pattern="^main$", case_sensitive=True),
-                text_reply(number, json.dumps(found)))
+                text_reply(number, json.dumps(mains)))
     return (call_line(number, "goto_address", address="no_such_label"),
             error_reply(number, -32000, '"no_such_label" is neither a hexadecimal address nor a label of the document '
                                         f'"{DOCUMENT}".'))
@@ -156,8 +156,10 @@ def soak_with_development_host(options, rng):
         with Server(options.server, folder) as server:
             answers = server.converse([call_line(1, "list_procedures")])
             procedures = json.loads(json.loads(next(answers))["result"]["content"][0]["text"])
+            mains = {address: name for address, name in procedures.items() if name == "main"}
             comments = {address: "" for address in list(procedures)[:200]}
-            return soak("development host", server, lambda n: development_exchange(n, rng, procedures, comments), rng,
+            return soak("development host", server,
+                        lambda n: development_exchange(n, rng, procedures, mains, comments), rng,
                         options.minutes * 30, options.requests // 2)
 
 

@@ -101,8 +101,8 @@ class Copy:
             if (ROOT / name).is_dir():
                 # Files that did not change keep their time, so that a second run builds little; the others must not
                 # take on the original's, or what was built of a mutant would count as newer.
-                subprocess.run(["rsync", "-a", "--no-times", "--delete", "--checksum", "--exclude=node_modules", f"{ROOT / name}/",
-                                str(target)], check=True)
+                subprocess.run(["rsync", "-a", "--no-times", "--delete", "--checksum", "--exclude=node_modules",
+                                f"{ROOT / name}/", str(target)], check=True)
             elif (ROOT / name).exists():
                 shutil.copy2(ROOT / name, target)
         if not self.quietly("cmake", "--preset", "dev", "-B", str(self.build), *TARGETS_OF_NO_INTEREST):
