@@ -1,22 +1,23 @@
-// Runs MCP clients that people use against the built server, beside the development host and a scripted one.
+// Runs MCP clients that people use against the built server, beside the development host and a scripted one. Each runs
+// twice at the same time: with the bare server, and through `orvane-mcp serve`.
 //
-//     node run_clients.mjs SERVER DEVHOST FILE [--only ID] [--write-document] [--screenshot PATH]
+//     node run_clients.mjs SERVER COMPANION DEVHOST FILE [--only ID] [--write-document] [--screenshot PATH]
 //
 // FILE is an executable with symbols and a `main`. Prints one line a check; exit status 1 if one failed, 2 for usage.
 
 import { fork, spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync, writeFileSync } from 'node:fs';
+import { copyFileSync, mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync } from 'node:fs';
 import { basename, join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
 import { parseArgs } from 'node:util';
-import { documentOf, withoutTimes } from './support/document.mjs';
+import { keepDocument } from './support/document.mjs';
 import { processesIn } from './support/processes.mjs';
+import { listOfNotices, tableOfClients } from './support/results.mjs';
 
 const kProgramLimitMs = 240000;
 const kStopSignals = ['SIGINT', 'SIGTERM', 'SIGHUP'];
 const kFolder = import.meta.dirname;
-const kDocument = join(kFolder, '../../docs/clients.md');
 
 function refuse(reason) {
   console.error(`run_clients: ${reason}`);
@@ -33,8 +34,8 @@ function readArguments() {
   } catch (error) {
     refuse(error.message);
   }
-  if (parsed.positionals.length !== 3) refuse('SERVER, DEVHOST and FILE are needed');
-  const [server, devhost, file] = parsed.positionals.map((path) => {
+  if (parsed.positionals.length !== 4) refuse('SERVER, COMPANION, DEVHOST and FILE are needed');
+  const [server, companion, devhost, file] = parsed.positionals.map((path) => {
     try {
       return realpathSync(path);
     } catch {
@@ -42,7 +43,7 @@ function readArguments() {
     }
   });
   const { screenshot } = parsed.values;
-  return { server, devhost, file, ...parsed.values, screenshot: screenshot && resolve(screenshot) };
+  return { server, companion, devhost, file, ...parsed.values, screenshot: screenshot && resolve(screenshot) };
 }
 
 /// Starts the development host in `folder` and waits for the line that says that it serves.
@@ -77,12 +78,12 @@ function endProcessesIn(folder) {
   return left.length;
 }
 
-/// Runs one program; returns `{checks, notices, endingMs}`.
-async function runProgram(client, setting) {
-  const result = { checks: [], notices: [], endingMs: undefined };
+/// Runs one program; returns `{checks, notices, outcome, endingMs, add}`.
+async function runProgram(label, client, setting) {
+  const result = { checks: [], notices: [], outcome: undefined, endingMs: undefined };
   const add = (name, passed, reason = '') => {
     result.checks.push({ name, passed, reason });
-    console.log(`${passed ? 'ok  ' : 'FAIL'} ${client.id}: ${name}`);
+    console.log(`${passed ? 'ok  ' : 'FAIL'} ${label}: ${name}`);
     if (!passed) console.log(reason.replaceAll(/^/gm, '       '));
   };
   const program = fork(join(kFolder, 'programs', `${client.id}.mjs`), [JSON.stringify(setting)], {
@@ -95,6 +96,7 @@ async function runProgram(client, setting) {
   program.on('message', (message) => {
     if ('check' in message) add(message.check, message.passed, message.reason);
     if ('notice' in message) result.notices.push(message);
+    if ('outcome' in message) result.outcome = message.outcome;
     if ('endingMs' in message) result.endingMs = message.endingMs;
   });
   const limit = setTimeout(() => program.kill('SIGKILL'), kProgramLimitMs);
@@ -104,61 +106,70 @@ async function runProgram(client, setting) {
   return { ...result, add };
 }
 
-async function runClient(client, options) {
+/// The folders of the runs under way; whatever works in them ends with this program.
+const runFolders = new Set();
+
+function cleanUp(folder) {
+  endProcessesIn(folder);
+  rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
+  runFolders.delete(folder);
+}
+
+function makeSetting(options, throughServe) {
   const folder = realpathSync(mkdtempSync('/tmp/orvane-'));
-  const setting = { ...options, folder, devhost: join(folder, 'd'), scripted: join(folder, 's') };
-  mkdirSync(setting.devhost);
-  mkdirSync(setting.scripted);
-  const cleanUp = () => {
-    endProcessesIn(folder);
-    rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
-  };
-  const stop = () => {
-    cleanUp();
-    process.exit(1);
-  };
-  for (const signal of kStopSignals) process.on(signal, stop);
+  runFolders.add(folder);
+  const setting = { ...options, folder, throughServe, devhost: join(folder, 'd'), scripted: join(folder, 's') };
+  for (const place of ['devhost', 'scripted']) mkdirSync(setting[place]);
+  // As they are installed: in one folder, so that the companion finds the server.
+  for (const program of ['server', 'companion']) {
+    setting[program] = join(folder, basename(options[program]));
+    copyFileSync(options[program], setting[program]);
+  }
+  if (throughServe) delete setting.screenshot; // One is enough.
+  setting.command = throughServe ? [setting.companion, 'serve'] : [setting.server];
+  return setting;
+}
+
+async function runClient(client, options, throughServe) {
+  const setting = makeSetting(options, throughServe);
   try {
     const started = await startDevelopmentHost(options.devhost, options.file, setting.devhost);
     const names = { socketName: started.socketName, document: basename(options.file) };
-    const result = await runProgram(client, { ...setting, ...names });
+    const label = throughServe ? `${client.id} through serve` : client.id;
+    const result = await runProgram(label, client, { ...setting, ...names });
     const hostEnded = ended(started.host);
     started.host.kill('SIGTERM');
     await hostEnded;
-    const left = endProcessesIn(folder);
+    const left = endProcessesIn(setting.folder);
     result.add('leaves no process behind', left === 0, `${left} had to be ended`);
     return result;
   } finally {
-    for (const signal of kStopSignals) process.off(signal, stop);
-    cleanUp();
+    cleanUp(setting.folder);
   }
-}
-
-/// Writes the document, or sees that it shows what `rows` have; returns whether all is well and the reason if not.
-function bringDocumentUpToDate(rows, words, shallWrite) {
-  const document = documentOf(rows, words);
-  if (shallWrite) {
-    writeFileSync(kDocument, document);
-    return [true];
-  }
-  if (withoutTimes(document) === withoutTimes(readFileSync(kDocument, 'utf8'))) return [true];
-  return [false, `It would have to be\n${document}`];
 }
 
 const options = readArguments();
 const description = JSON.parse(readFileSync(join(kFolder, 'clients.json'), 'utf8'));
 const clients = description.clients.filter(({ id }) => options.only === undefined || options.only === id);
 if (clients.length === 0) refuse(`there is no client '${options.only}'`);
+for (const signal of kStopSignals) {
+  process.on(signal, () => {
+    runFolders.forEach(cleanUp);
+    process.exit(1);
+  });
+}
 
 const rows = [];
 for (const client of clients) {
-  rows.push({ client, ...(await runClient(client, options)) });
+  const [bare, serve] = await Promise.all([false, true].map((way) => runClient(client, options, way)));
+  rows.push({ client, bare, serve });
 }
 if (options.only === undefined) {
-  const documentState = bringDocumentUpToDate(rows, description.notices, options['write-document']);
-  rows[0].add('docs/clients.md shows what this run showed', ...documentState);
+  const parts = { clients: tableOfClients(rows), notices: listOfNotices(rows, description.notices) };
+  const state = keepDocument(parts, options['write-document']);
+  rows[0].bare.add('docs/clients.md shows what this run showed', ...state);
 }
-const checks = rows.flatMap((row) => row.checks);
+const checks = rows.flatMap(({ bare, serve }) => [...bare.checks, ...serve.checks]);
 const failed = checks.filter(({ passed }) => !passed).length;
 console.log(`${checks.length - failed} passed, ${failed} failed`);
 process.exitCode = failed === 0 ? 0 : 1;

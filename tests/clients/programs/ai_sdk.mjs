@@ -7,8 +7,9 @@ import { holdConversations, textOf } from '../support/conversation.mjs';
 import { check, setting } from '../support/setting.mjs';
 
 async function createClient(environment, errors = []) {
+  const [command, ...args] = setting.command;
   return createMCPClient({
-    transport: new StdioTransport({ command: setting.server, env: environment, stderr: 'ignore' }),
+    transport: new StdioTransport({ command, args, env: environment, stderr: 'ignore' }),
     onUncaughtError: (error) => errors.push(error),
   });
 }

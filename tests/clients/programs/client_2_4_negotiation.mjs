@@ -23,7 +23,7 @@ function lineOf(events, process, event) {
 await check('falls back after -32601 to server/discover, in a second process', async () => {
   const record = join(setting.folder, 'record');
   const recorder = new URL('../support/recorder.mjs', import.meta.url).pathname;
-  const session = await connect({ TMPDIR: setting.devhost }, [process.execPath, recorder, record, setting.server]);
+  const session = await connect({ TMPDIR: setting.devhost }, [process.execPath, recorder, record, ...setting.command]);
   assert.equal(await session.call('current_document', {}), setting.document);
   await session.close();
 

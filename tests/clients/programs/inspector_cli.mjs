@@ -19,7 +19,7 @@ import {
 const kInspector = commandOf('@modelcontextprotocol/inspector', 'clients/launcher/build/index.js');
 
 function inspect(temporaryFolder, ...args) {
-  return runNode([kInspector, '--cli', '-e', `TMPDIR=${temporaryFolder}`, setting.server, ...args]);
+  return runNode([kInspector, '--cli', '-e', `TMPDIR=${temporaryFolder}`, ...setting.command, ...args]);
 }
 
 function call(temporaryFolder, tool, ...args) {
@@ -72,7 +72,7 @@ await check('sends --tool-args-json as it is', async () => {
   assert.equal(await addressThatArrives('--tool-args-json', '{"address":"4096"}'), '4096');
 });
 await check('connects without an environment of its own', async () => {
-  const done = runNode([kInspector, '--cli', setting.server, '--method', 'tools/list']);
+  const done = runNode([kInspector, '--cli', ...setting.command, '--method', 'tools/list']);
   await waitUntil(() => runningServers().length === 1, 'the server to start');
   noticeTemporaryFolder();
   assert.equal((await done).status, 0);

@@ -29,7 +29,7 @@ async function startInspector() {
     MCP_AUTO_OPEN_ENABLED: 'false',
     MCP_INSPECTOR_SECRET_STORE: 'memory',
   };
-  const args = [kInspector, '--web', '-e', `TMPDIR=${setting.devhost}`, setting.server];
+  const args = [kInspector, '--web', '-e', `TMPDIR=${setting.devhost}`, ...setting.command];
   const inspector = spawn(process.execPath, args, { env: environment, stdio: ['ignore', 'pipe', 'inherit'] });
   for await (const line of createInterface({ input: inspector.stdout })) {
     const url = /http:\S+TOKEN=\S+/.exec(line);

@@ -6,13 +6,14 @@ import { holdConversations, textOf } from '../support/conversation.mjs';
 import { check, notice, setting } from '../support/setting.mjs';
 
 await check('refuses an entry without `args`', () => {
-  const entry = { transport: 'stdio', command: setting.server };
+  const entry = { transport: 'stdio', command: setting.command[0] };
   assert.throws(() => new MultiServerMCPClient({ mcpServers: { orvane: entry } }), /args/);
   notice('needs args');
 });
 
 await holdConversations(async (environment) => {
-  const entry = { transport: 'stdio', command: setting.server, args: [], env: environment, stderr: 'ignore' };
+  const [command, ...args] = setting.command;
+  const entry = { transport: 'stdio', command, args, env: environment, stderr: 'ignore' };
   const client = new MultiServerMCPClient({ mcpServers: { orvane: entry } });
   const sdkClient = await client.getClient('orvane');
   const tools = new Map((await client.getTools()).map((tool) => [tool.name, tool]));

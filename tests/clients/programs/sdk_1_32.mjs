@@ -14,15 +14,28 @@ await holdConversations((environment) => {
   const callTool = (parameters, options) => client.callTool(parameters, undefined, options);
   return connectSdk({ client, StdioClientTransport, environment, callTool });
 });
-await check('leaves its server behind when it is killed', async () => {
+
+async function killAClient() {
   const program = new URL('../support/client_to_kill.mjs', import.meta.url).pathname;
-  const client = spawn(process.execPath, [program, setting.server], { stdio: ['ignore', 'pipe', 'inherit'] });
+  const client = spawn(process.execPath, [program, ...setting.command], { stdio: ['ignore', 'pipe', 'inherit'] });
   await once(client.stdout, 'data');
+  assert.equal(runningServers().length, 1);
   client.kill('SIGKILL');
   await once(client, 'exit');
-  const [left] = runningServers();
-  assert.notEqual(left, undefined);
-  notice('killed');
-  process.kill(left, 'SIGTERM');
-  await timeUntilServersEnd();
-});
+}
+
+if (setting.throughServe) {
+  await check('ends its server when it is killed', async () => {
+    await killAClient();
+    await timeUntilServersEnd();
+  });
+} else {
+  await check('leaves its server behind when it is killed', async () => {
+    await killAClient();
+    const [left] = runningServers();
+    assert.notEqual(left, undefined, 'the server that is left');
+    notice('killed');
+    process.kill(left, 'SIGTERM');
+    await timeUntilServersEnd();
+  });
+}

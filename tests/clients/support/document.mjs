@@ -1,48 +1,45 @@
-// Makes docs/clients.md from the results of a run and the words in clients.json and clients_template.md.
+// Keeps the parts of docs/clients.md that come from runs. Such a part stands between two marks,
+// `<!-- NAME: made by ./run COMMAND -->` and `<!-- end of NAME -->`; all other text is written by hand.
 
-import { readFileSync } from 'node:fs';
+import { readFileSync, writeFileSync } from 'node:fs';
 
-function installed(packageName) {
-  return JSON.parse(readFileSync(new URL(`../node_modules/${packageName}/package.json`, import.meta.url), 'utf8'));
+const kDocument = new URL('../../../docs/clients.md', import.meta.url);
+
+export function cell(text) {
+  return text.replaceAll('|', '\\|').replaceAll('\n', '<br>');
 }
 
-function cell(text) {
-  return text.replaceAll('|', '\\|');
+/// A table; `rows` are lists of cells, the first of them the heads of the columns.
+export function table(rows) {
+  const [head, ...body] = rows.map((row) => `| ${row.map(cell).join(' | ')} |`);
+  return [head, `|${'---|'.repeat(rows[0].length)}`, ...body].join('\n');
 }
 
-function outcomeOf({ checks }) {
-  const failed = checks.filter(({ passed }) => !passed);
-  if (failed.length === 0) return `works (${checks.length} checks)`;
-  return `fails: ${failed.map(({ name }) => name).join('; ')}`;
-}
-
-function endingOf({ endingMs }) {
-  if (endingMs === undefined) return 'does not apply';
-  return endingMs < 100 ? '< 0.1 s' : `${(endingMs / 1000).toFixed(1)} s`;
-}
-
-function matrixRow(row) {
-  const { name, version } = installed(row.client.package);
-  const client = `[${row.client.title}](#${row.client.id})<br>\`${name}\``;
-  return `| ${[client, version, row.client.ran, outcomeOf(row), endingOf(row)].map(cell).join(' | ')} |`;
-}
-
-function noticesOf(row, words) {
-  const lines = row.notices.map(({ notice, value }) => `- ${words[notice].replace('VALUE', () => value)}`);
-  const unique = [...new Set(lines)];
-  if (unique.length === 0) unique.push('- Nothing.');
-  return [`<a id="${row.client.id}"></a>`, `### ${row.client.title}`, '', ...unique].join('\n');
-}
-
-/// The whole document; `rows` are `{client, checks, notices, endingMs}`, `words` what to say of each notice.
-export function documentOf(rows, words) {
-  const template = readFileSync(new URL('../clients_template.md', import.meta.url), 'utf8');
-  return template
-    .replace('MATRIX', () => rows.map(matrixRow).join('\n'))
-    .replace('NOTICES', () => rows.map((row) => noticesOf(row, words)).join('\n\n'));
+/// The document with `parts`, a text by name, in their places.
+function withParts(document, parts) {
+  return Object.entries(parts).reduce((text, [name, part]) => {
+    const place = new RegExp(`(<!-- ${name}: made by .* -->\n)[^]*(<!-- end of ${name} -->)`);
+    if (!place.test(text)) throw new Error(`docs/clients.md has no part '${name}'`);
+    return text.replace(place, (_, begin, end) => `${begin}\n${part}\n\n${end}`);
+  }, document);
 }
 
 /// The document without the measured times, which differ from run to run.
-export function withoutTimes(document) {
-  return document.replaceAll(/(< )?\d+\.\d s \|/g, 'T |');
+function withoutTimes(document) {
+  return document.replaceAll(/(< )?\d+\.\d s\b/g, 'T');
+}
+
+/// Writes `parts` into the document, or sees that they are there, times aside; returns whether all is well and the
+/// reason if not.
+export function keepDocument(parts, shallWrite) {
+  const present = readFileSync(kDocument, 'utf8');
+  const wanted = withParts(present, parts);
+  if (shallWrite) {
+    writeFileSync(kDocument, wanted);
+    return [true];
+  }
+  if (withoutTimes(wanted) === withoutTimes(present)) return [true];
+  const known = new Set(withoutTimes(present).split('\n'));
+  const missing = wanted.split('\n').filter((line) => !known.has(withoutTimes(line)));
+  return [false, `It should have, in this order and nothing else\n${missing.join('\n') || '(the lines it has)'}`];
 }

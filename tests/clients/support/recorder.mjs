@@ -1,4 +1,4 @@
-// Stands between a client and a server and writes down what passes: recorder.mjs RECORD SERVER
+// Stands between a client and a server and writes down what passes: recorder.mjs RECORD COMMAND [ARGUMENT...]
 // Each line of RECORD is {at, process, event} with event "start", "end", "client" or "server"; the last two have the
 // line that passed, `at` is in milliseconds.
 
@@ -6,8 +6,8 @@ import { spawn } from 'node:child_process';
 import { appendFileSync } from 'node:fs';
 import { createInterface } from 'node:readline';
 
-const [record, command] = process.argv.slice(2);
-const server = spawn(command, { stdio: ['pipe', 'pipe', 'inherit'] });
+const [record, command, ...args] = process.argv.slice(2);
+const server = spawn(command, args, { stdio: ['pipe', 'pipe', 'inherit'] });
 
 function write(event, line) {
   appendFileSync(record, `${JSON.stringify({ at: Date.now(), process: process.pid, event, line })}\n`);
@@ -23,6 +23,7 @@ function pass(from, to, event) {
 write('start');
 pass(process.stdin, server.stdin, 'client');
 pass(server.stdout, process.stdout, 'server');
+process.stdin.on('end', () => server.stdin.end());
 process.on('SIGTERM', () => server.kill('SIGTERM'));
 server.on('exit', () => {
   write('end');

@@ -6,7 +6,7 @@ import { textOf } from './conversation.mjs';
 import { setting } from './setting.mjs';
 
 /// Connects a `client`; `callTool(parameters, options)` calls in the way of its release.
-export async function connectSdk({ client, StdioClientTransport, environment, callTool, command = [setting.server] }) {
+export async function connectSdk({ client, StdioClientTransport, environment, callTool, command = setting.command }) {
   const errors = [];
   client.onerror = (error) => errors.push(error);
   await client.connect(

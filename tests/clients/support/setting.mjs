@@ -8,8 +8,10 @@ export const kWaitLimitMs = 30000;
 
 const kAskAgainMs = 5;
 
-/// Where everything is: `server` (the executable), `folder` (the run's own), `devhost` and `scripted` (values for
-/// TMPDIR, with the development host and with none in it), `socketName`, `document` (the name of the opened file).
+/// Where everything is: `command` (what the client starts, a list), `throughServe` (whether that is `orvane-mcp serve`
+/// and not the server itself), `server` and `companion` (the executables), `folder` (the run's own), `devhost` and
+/// `scripted` (values for TMPDIR, with the development host and with none in it), `socketName`, `document` (the name of
+/// the opened file).
 export const setting = JSON.parse(process.argv[2]);
 
 /// Reports one check: passed when `body` ends, failed with the reason when it throws.
@@ -25,6 +27,11 @@ export async function check(name, body) {
 /// Reports something that was seen and that users of this client should know; clients.json has the words for `what`.
 export function notice(what, value = '') {
   process.send({ notice: what, value: String(value) });
+}
+
+/// Reports what the whole run came to, where "works" would say too much.
+export function reportOutcome(outcome) {
+  process.send({ outcome });
 }
 
 /// Reports how long the client took to end its server.
@@ -45,22 +52,26 @@ export async function waitUntil(condition, what) {
   }
 }
 
-/// The servers that this run's client has started and that still run.
-export function runningServers() {
+function running(...executables) {
   return processesIn(setting.folder).filter((pid) => {
     try {
       const state = readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ')[1][0];
-      return readlinkSync(`/proc/${pid}/exe`) === setting.server && state !== 'Z';
+      return executables.includes(readlinkSync(`/proc/${pid}/exe`)) && state !== 'Z';
     } catch {
       return false;
     }
   });
 }
 
-/// Milliseconds from now until the last server of this run has ended.
+/// The servers that this run's client has started and that still run.
+export function runningServers() {
+  return running(setting.server);
+}
+
+/// Milliseconds from now until the last server of this run has ended, and the last `orvane-mcp serve`.
 export async function timeUntilServersEnd() {
   const start = performance.now();
-  await waitUntil(() => runningServers().length === 0, 'the server to end');
+  await waitUntil(() => running(setting.server, setting.companion).length === 0, 'the server to end');
   return performance.now() - start;
 }
 
