@@ -15,7 +15,13 @@ set(rooms
   "src/app              src/server src/tools src/mcp src/json src/ipc"
   "devhost"
   "devhost/demo"
-  "companion")
+  "companion/common"
+  "companion/session    companion/common"
+  "companion/serve      companion/session companion/common src/json"
+  "companion/clients    companion/session companion/common"
+  "companion/call       companion/session companion/common"
+  "companion/doctor     companion/clients companion/session companion/common"
+  "companion            companion/serve companion/clients companion/call companion/doctor companion/common")
 
 # Below src/ an include names its room alone ("json/json.h"), elsewhere the whole way ("companion/serve/relay.h").
 function(room_of include result)

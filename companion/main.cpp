@@ -1,12 +1,12 @@
 // orvane-mcp: what OrvaneMCPServer itself must not do. One subcommand, one file of the same name.
 
-#include "build_values.h"
-#include "call.h"
-#include "command.h"
-#include "config.h"
-#include "doctor.h"
-#include "serve.h"
-#include "tools.h"
+#include "companion/call/call.h"
+#include "companion/call/tools.h"
+#include "companion/clients/config.h"
+#include "companion/common/build_values.h"
+#include "companion/common/command.h"
+#include "companion/doctor/doctor.h"
+#include "companion/serve/serve.h"
 
 #include <QCoreApplication>
 

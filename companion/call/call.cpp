@@ -1,0 +1,73 @@
+#include "companion/call/call.h"
+
+#include "companion/call/repl.h"
+#include "companion/call/tool_caller.h"
+#include "companion/common/command.h"
+#include "companion/session/server_location.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace {
+
+constexpr char kDescription[] =
+    "Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on\n"
+    "a terminal. Values are taken as the tool's schema has them: case_sensitive=true,\n"
+    "names='{\"0x10\":\"start\"}'. Or all of them as one JSON object. \"orvane-mcp tools\" names the tools.\n"
+    "\n"
+    "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument.";
+
+/// Prints the text of a result and a line feed.
+void printResult(const std::string& text) {
+  const auto value = ServerSession::Json::parse(text, nullptr, false);
+  const bool indent = ::isatty(STDOUT_FILENO) != 0 && value.is_structured();
+  std::printf("%s\n", (indent ? value.dump(2) : text).c_str());
+}
+
+int callOnce(ToolCaller& caller, const QStringList& words) {
+  const std::string name = words.front().toStdString();
+  const Tool* const tool = findTool(caller.tools(), name);
+  if (tool == nullptr)
+    return refuse(
+        QStringLiteral("there is no tool \"%1\"; \"orvane-mcp tools\" names them").arg(words.front()));
+  std::vector<std::string> arguments;
+  for (const QString& word : words.mid(1)) arguments.push_back(word.toStdString());
+  std::string error;
+  const auto values = readArguments(*tool, arguments, error);
+  if (!values) return refuse(QString::fromStdString(error));
+
+  const CallOutcome outcome = caller.call(*tool, *values);
+  if (outcome.error.empty()) {
+    printResult(outcome.text);
+    return kSuccess;
+  }
+  complain(QString::fromStdString(outcome.error));
+  return kFailure;
+}
+
+}  // namespace
+
+int runCall(const QStringList& arguments) {
+  QCommandLineParser parser;
+  parser.setApplicationDescription(QString::fromLatin1(kDescription));
+  const QCommandLineOption repl(
+      QStringLiteral("repl"),
+      QStringLiteral(
+          "Read calls from standard input, with completion on a terminal; \"help\" names the tools."));
+  parser.addOptions({repl, serverOption()});
+  if (const std::optional<int> status =
+          parseCommandLine(parser, arguments, QStringLiteral("call TOOL [key=value ...] [options]")))
+    return *status;
+  const QStringList words = operands(parser);
+  const bool isSession = parser.isSet(repl);
+  if (isSession && !words.isEmpty()) return refuse(QStringLiteral("--repl takes no tool"));
+  if (!isSession && words.isEmpty())
+    return refuse(QStringLiteral("call takes a tool; \"orvane-mcp tools\" names them"));
+
+  const std::unique_ptr<ToolCaller> caller = startToolCaller(locateServer(parser));
+  if (!caller) return kFailure;
+  if (!isSession) return callOnce(*caller, words);
+  runRepl(*caller, printResult);
+  return kSuccess;
+}
