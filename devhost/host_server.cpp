@@ -1,6 +1,6 @@
-#include "host_server.h"
+#include "devhost/host_server.h"
 
-#include "selectors.h"
+#include "devhost/requests/selectors.h"
 
 #include <QDir>
 #include <QJsonDocument>

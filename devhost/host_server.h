@@ -2,7 +2,7 @@
 
 // The host's end of the local socket: lines in, length-prefixed replies out.
 
-#include "document.h"
+#include "devhost/document/document.h"
 
 #include <QByteArray>
 #include <QJsonObject>

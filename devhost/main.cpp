@@ -1,7 +1,7 @@
-#include "document.h"
-#include "host_server.h"
-#include "opened_file.h"
-#include "service_name.h"
+#include "devhost/document/document.h"
+#include "devhost/document/opened_file.h"
+#include "devhost/host_server.h"
+#include "devhost/service_name.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

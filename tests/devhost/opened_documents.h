@@ -1,8 +1,8 @@
 #pragma once
 
-#include "document.h"
-#include "opened_file.h"
-#include "selectors.h"
+#include "devhost/document/document.h"
+#include "devhost/document/opened_file.h"
+#include "devhost/requests/selectors.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
