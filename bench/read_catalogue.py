@@ -2,12 +2,17 @@
 
 import json
 import os
+import pathlib
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 
-SERVICE_NAME = "com.orvane.external-api"
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "load"))
+
+from server_under_load import service_name  # noqa: E402
+
 REPLY = json.dumps({"success": True, "result": "done"}).encode()
 
 # An argument of each kind. A text carries its own name, which shows where it stands in the request.
@@ -56,15 +61,16 @@ class _Talk:
 
 def read_catalogue(server):
     """{"service", "tools": as tools/list shows them, "requests": {tool: {"selector", "argumentNames"}}}"""
+    service = service_name(server)
     with tempfile.TemporaryDirectory(prefix="orv", dir="/tmp") as folder, socket.socket(socket.AF_UNIX) as listener:
         listener.settimeout(30)
-        listener.bind(os.path.join(folder, SERVICE_NAME))
+        listener.bind(os.path.join(folder, service))
         listener.listen()
         talk = _Talk(server, listener, folder)
         try:
             talk.send("tools/list")
             tools = talk.result()["tools"]
-            return {"service": SERVICE_NAME, "tools": tools,
+            return {"service": service, "tools": tools,
                     "requests": {tool["name"]: talk.request_of(tool) for tool in tools}}
         finally:
             talk.close()

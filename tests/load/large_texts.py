@@ -27,7 +27,7 @@ def peak_after(program, folder, line, expected):
 
 def main():
     program = sys.argv[1]
-    with SocketFolder() as folder, ScriptedHost(folder, answer):
+    with SocketFolder() as folder, ScriptedHost(program, folder, answer):
         line = peak_after(program, folder, call_line(1, "set_comment", address="0x1", comment=TEXT),
                           text_reply(1, str(SIZE)))
         reply = peak_after(program, folder, call_line(1, "comment", address="0x1"), text_reply(1, TEXT))

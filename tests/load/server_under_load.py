@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -12,8 +13,16 @@ import tempfile
 import threading
 import time
 
-SERVICE_NAME = "com.orvane.external-api"
 REPLY_LIMIT_S = 120
+
+
+def service_name(program):
+    """The name under which a program of a build looks for the host, as the build was configured."""
+    for folder in pathlib.Path(program).resolve().parents:
+        cache = folder / "CMakeCache.txt"
+        if cache.exists():
+            return re.search("^ORVANE_EXTERNAL_API_SERVICE_NAME:STRING=(.*)$", cache.read_text(), re.MULTILINE)[1]
+    raise FileNotFoundError(f"{program} is in no build folder")
 
 
 def reply_text(value):
@@ -57,8 +66,9 @@ class SocketFolder:
     def environment(self):
         return {**os.environ, "TMPDIR": self.path}
 
-    def socket_path(self):
-        return os.path.join(self.path, SERVICE_NAME)
+    def socket_path(self, program):
+        """Where `program`, a server or host of a build, expects the socket."""
+        return os.path.join(self.path, service_name(program))
 
 
 class Server:
@@ -127,12 +137,12 @@ class DevelopmentHost:
 
 
 class ScriptedHost:
-    """A host in a process of its own that answers each request with `answer(selector, args)`: the bytes to send, or
-    None to close the connection."""
+    """A host for the server `program`, in a process of its own, that answers each request with
+    `answer(selector, args)`: the bytes to send, or None to close the connection."""
 
-    def __init__(self, folder, answer):
+    def __init__(self, program, folder, answer):
         self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.listener.bind(folder.socket_path())
+        self.listener.bind(folder.socket_path(program))
         self.listener.listen(128)
         self.pid = os.fork()
         if self.pid == 0:

@@ -164,7 +164,7 @@ def soak_with_development_host(options, rng):
 
 
 def soak_with_faults(options, rng):
-    with SocketFolder() as folder, ScriptedHost(folder, faulty_answer):
+    with SocketFolder() as folder, ScriptedHost(options.server, folder, faulty_answer):
         with Server(options.server, folder) as server:
             return soak("host with faults", server, lambda n: faulty_exchange(n, rng), rng, options.minutes * 30,
                         options.requests // 2)
