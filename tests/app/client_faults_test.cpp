@@ -1,9 +1,8 @@
 // What a client can do wrong, and what comes of it, exactly.
 
-#include "app/host_fault.h"
-#include "support/scripted_host.h"
-#include "support/server_process.h"
-#include "support/temporary_folder.h"
+#include "support/host_replies.h"
+#include "support/replies.h"
+#include "support/server_with_host.h"
 #include "support/waiting.h"
 
 #include <gtest/gtest.h>
@@ -18,17 +17,8 @@
 
 namespace {
 
-std::string pingLine(int id) {
-  return R"({"id":)" + std::to_string(id) + R"(,"method":"ping"})";
-}
-
 std::string pingReply(int id) {
-  return R"({"error": {"code": -32601, "data": "ping", "message": "Method not found"}, "id": )" +
-         std::to_string(id) + R"(, "jsonrpc": "2.0"})";
-}
-
-std::string toolsListLine(int id) {
-  return R"({"id":)" + std::to_string(id) + R"(,"method":"tools/list"})";
+  return unknownMethodReply(id, "ping");
 }
 
 /// The reply to a "tools/list" under another id.
@@ -63,35 +53,27 @@ TEST(ClientThatDoesNotRead, HoldsTheServerUpWithoutWorkAndLosesNothing) {
   EXPECT_EQ(server.diagnostics(), "");
 }
 
-TEST(ClientThatClosesItsReadingEnd, EndsTheServerBeforeTheFirstHostRequest) {
-  const TemporaryFolder folder;
-  ServerProcess server({.socketFolder = folder.path()});
-  EXPECT_EQ(server.ask(pingLine(1)), pingReply(1));
-  server.closeOutput();
-  server.writeLine(pingLine(2));
-  const int status = server.waitForEnd();
+class ClientThatClosesItsReadingEnd : public ServerWithHost {};
+
+TEST_F(ClientThatClosesItsReadingEnd, EndsTheServerBeforeTheFirstHostRequest) {
+  EXPECT_EQ(server_.ask(pingLine(1)), pingReply(1));
+  server_.closeOutput();
+  server_.writeLine(pingLine(2));
+  const int status = server_.waitForEnd();
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE);
-  EXPECT_EQ(server.diagnostics(), "");
+  EXPECT_EQ(server_.diagnostics(), "");
 }
 
-TEST(ClientThatClosesItsReadingEnd, IsReportedAfterTheFirstHostRequestAndTheServerLives) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess server({.socketFolder = folder.path()});
-  host.accept();
-  server.writeLine(R"({"id":1,"method":"tools/call","params":{"name":"comment"}})");
-  host.readLine();
-  host.reply(R"({"success":true,"result":"done"})");
-  EXPECT_EQ(server.readLine(), replyLine(1, "done"));
-  server.closeOutput();
+TEST_F(ClientThatClosesItsReadingEnd, IsReportedAfterTheFirstHostRequestAndTheServerLives) {
+  EXPECT_EQ(replyFor(1, success("done")), textReply(1, "done"));
+  server_.closeOutput();
   const std::string line = "write(stdout) error: Broken pipe\n";
-  server.writeLine(pingLine(2));
-  EXPECT_EQ(server.waitForDiagnostic(line), line);
-  server.writeLine(R"({"id":3,"method":"tools/call","params":{"name":"comment"}})");
-  EXPECT_EQ(host.readLine(), R"({"args":[""],"request":"commentAtAddress:withReply:"})");
-  host.reply(R"({"success":true,"result":"unseen"})");
-  EXPECT_EQ(server.waitForDiagnostic(line + line), line + line);
-  EXPECT_TRUE(server.isAlive());
+  server_.writeLine(pingLine(2));
+  EXPECT_EQ(server_.waitForDiagnostic(line), line);
+  EXPECT_EQ(call(3), R"({"args":[""],"request":"commentAtAddress:withReply:"})");
+  host_.reply(success("unseen"));
+  EXPECT_EQ(server_.waitForDiagnostic(line + line), line + line);
+  EXPECT_TRUE(server_.isAlive());
 }
 
 /// All that can be read from a non-blocking socket now.
@@ -158,65 +140,55 @@ TEST(OneSocketAsBothStreams, CutsShortWhatDoesNotFitAndGoesOnWhenThereIsRoom) {
 
 // --- stopped and continued ---
 
-TEST(StopAndContinue, WhileWaitingForInputLosesNothing) {
-  const TemporaryFolder folder;
-  ServerProcess server({.socketFolder = folder.path()});
+class StopAndContinue : public ServerWithHost {};
+
+TEST_F(StopAndContinue, WhileWaitingForInputLosesNothing) {
   for (int id = 1; id <= 20; ++id) {
-    server.signal(SIGSTOP);
-    server.writeLine(pingLine(id));
-    server.signal(SIGCONT);
-    EXPECT_EQ(server.readLine(), pingReply(id));
+    server_.signal(SIGSTOP);
+    server_.writeLine(pingLine(id));
+    server_.signal(SIGCONT);
+    EXPECT_EQ(server_.readLine(), pingReply(id));
   }
-  EXPECT_EQ(server.diagnostics(), "");
+  EXPECT_EQ(server_.diagnostics(), "");
 }
 
-TEST(StopAndContinue, BetweenTheHalvesOfALineLosesNothing) {
-  const TemporaryFolder folder;
-  ServerProcess server({.socketFolder = folder.path()});
+TEST_F(StopAndContinue, BetweenTheHalvesOfALineLosesNothing) {
   for (int id = 1; id <= 20; ++id) {
     const std::string line = pingLine(id) + "\n";
-    server.write(line.substr(0, 10));
-    server.signal(SIGSTOP);
-    server.signal(SIGCONT);
-    server.write(line.substr(10));
-    EXPECT_EQ(server.readLine(), pingReply(id));
+    server_.write(line.substr(0, 10));
+    server_.signal(SIGSTOP);
+    server_.signal(SIGCONT);
+    server_.write(line.substr(10));
+    EXPECT_EQ(server_.readLine(), pingReply(id));
   }
-  EXPECT_EQ(server.diagnostics(), "");
+  EXPECT_EQ(server_.diagnostics(), "");
 }
 
-TEST(StopAndContinue, InTheMiddleOfACallLosesNothing) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess server({.socketFolder = folder.path()});
-  host.accept();
-  const std::string reply = ScriptedHost::framed(R"({"success":true,"result":"done"})");
+TEST_F(StopAndContinue, InTheMiddleOfACallLosesNothing) {
+  const std::string reply = ScriptedHost::framed(success("done"));
   for (int id = 1; id <= 20; ++id) {
-    server.writeLine(R"({"id":)" + std::to_string(id) +
-                     R"(,"method":"tools/call","params":{"name":"comment"}})");
-    host.readLine();
-    server.signal(SIGSTOP);
-    host.send(reply.substr(0, 10));
-    server.signal(SIGCONT);
-    server.signal(SIGSTOP);
-    server.signal(SIGCONT);
-    host.send(reply.substr(10));
-    EXPECT_EQ(server.readLine(), replyLine(id, "done"));
+    call(id);
+    server_.signal(SIGSTOP);
+    host_.send(reply.substr(0, 10));
+    server_.signal(SIGCONT);
+    server_.signal(SIGSTOP);
+    server_.signal(SIGCONT);
+    host_.send(reply.substr(10));
+    EXPECT_EQ(server_.readLine(), textReply(id, "done"));
   }
-  EXPECT_EQ(server.diagnostics(), "");
+  EXPECT_EQ(server_.diagnostics(), "");
 }
 
-TEST(StopAndContinue, WhileBlockedOnOutputLosesNothing) {
+TEST_F(StopAndContinue, WhileBlockedOnOutputLosesNothing) {
   constexpr int kMessages = 50;
-  const TemporaryFolder folder;
-  ServerProcess server({.socketFolder = folder.path()});
-  const std::string list = server.ask(toolsListLine(0));
-  std::thread writer([&server] {
-    for (int id = 1; id <= kMessages; ++id) server.writeLine(toolsListLine(id));
+  const std::string list = server_.ask(toolsListLine(0));
+  std::thread writer([this] {
+    for (int id = 1; id <= kMessages; ++id) server_.writeLine(toolsListLine(id));
   });
-  server.waitUntilIdle();
-  server.signal(SIGSTOP);
-  server.signal(SIGCONT);
-  for (int id = 1; id <= kMessages; ++id) EXPECT_EQ(server.readLine(), withId(list, id));
+  server_.waitUntilIdle();
+  server_.signal(SIGSTOP);
+  server_.signal(SIGCONT);
+  for (int id = 1; id <= kMessages; ++id) EXPECT_EQ(server_.readLine(), withId(list, id));
   writer.join();
 }
 

@@ -1,24 +1,78 @@
-// Everything that a host can do wrong, in each shape of tool: the exact reply, and the state of the next
-// call.
+// Everything that a host can do wrong: the exact reply, what is said on standard error, and the state of the
+// next call.
 
-#include "app/host_fault.h"
-#include "support/server_process.h"
-#include "support/temporary_folder.h"
+#include "support/elapsed.h"
+#include "support/host_replies.h"
+#include "support/replies.h"
+#include "support/server_with_host.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <functional>
 #include <limits>
+#include <ostream>
 
 namespace {
 
-constexpr const char* kGood = R"({"success":true,"result":"good"})";
-constexpr const char* kSurplus = R"({"success":true,"result":"surplus"})";
-
+using namespace std::chrono_literals;
+using namespace std::string_literals;
 using Host = ScriptedHost;
+
+/// What Qt prints about the two writes of a request when there never was a host. Of one that has gone it says
+/// nothing.
+constexpr const char* kNoHost =
+    "QIODevice::write (QLocalSocket): device not open\n"
+    "QIODevice::write (QLocalSocket): device not open\n";
+
+/// Far below the server's shortest wait, and enough for a loaded machine.
+constexpr auto kAtOnce = 2500ms;
+
+/// What the host does wrong about a call, and what the client sees of it.
+struct HostFault {
+  const char* label;
+  /// What the host does between accepting the connection and the call; may do nothing.
+  std::function<void(Host&)> beforeCall = {};
+  /// What it does after it has read the request; does it nothing, it has read none.
+  std::function<void(Host&)> afterRequest = {};
+  const char* text = "";  ///< of the call's reply
+  const char* nextText =
+      "next";  ///< of the next call's reply, to which the host answers "next" if it still can
+  const char* diagnostics = "";  ///< all of standard error, after both calls
+};
+
+std::ostream& operator<<(std::ostream& out, const HostFault& fault) {
+  return out << fault.label;
+}
+
+/// Makes the call and the next one, and compares both replies to the byte; then looks whether the server
+/// still answers, and has left the host's socket alone.
+void expectOutcome(const HostFault& fault, ScriptedHost& host, ServerProcess& server) {
+  if (fault.beforeCall) fault.beforeCall(host);
+
+  server.writeLine(callLine(1, "comment", R"({"address": "0x10"})"));
+  if (fault.afterRequest) {
+    EXPECT_EQ(host.readLine(), R"({"args":["0x10"],"request":"commentAtAddress:withReply:"})");
+    fault.afterRequest(host);
+  }
+  EXPECT_EQ(server.readLine(), textReply(1, fault.text));
+
+  server.writeLine(callLine(2, "address_name"));
+  if (fault.afterRequest && host.isConnected()) {
+    EXPECT_EQ(host.readLine(), R"({"args":[""],"request":"nameOfAddress:withReply:"})");
+    host.reply(success("next"));
+  }
+  EXPECT_EQ(server.readLine(), textReply(2, fault.nextText));
+
+  EXPECT_EQ(server.ask(pingLine(3)), unknownMethodReply(3, "ping"));
+  EXPECT_EQ(server.diagnostics(), "");
+  EXPECT_EQ(host.refuseWaiting(), 0) << "the server has connected again";
+}
 
 void sendAndClose(Host& host, const std::string& bytes) {
   host.send(bytes);
@@ -26,175 +80,205 @@ void sendAndClose(Host& host, const std::string& bytes) {
 }
 
 void sendByteByByte(Host& host) {
-  for (const char byte : Host::framed(kGood)) host.send(std::string_view(&byte, 1));
+  for (const char byte : Host::framed(success("good"))) host.send(std::string_view(&byte, 1));
+}
+
+/// Sends a good reply cut in two; the server has read the first part before the second comes.
+void sendCut(Host& host, const std::string& bytes, std::size_t at) {
+  host.send(bytes.substr(0, at));
+  host.waitUntilTaken();
+  host.send(bytes.substr(at));
 }
 
 const HostFault kFaults[] = {
-    {.label = "ClosesBeforeTheRequest",
-     .beforeCall = [](Host& host) { host.close(); },
-     .text = "",
-     .nextText = ""},
-    {.label = "ClosesBeforeTheReply",
-     .afterRequest = [](Host& host) { host.close(); },
-     .text = "",
-     .nextText = ""},
+    {.label = "ClosesBeforeTheRequest", .beforeCall = [](Host& host) { host.close(); }, .nextText = ""},
+    {.label = "ClosesBeforeTheReply", .afterRequest = [](Host& host) { host.close(); }, .nextText = ""},
     {.label = "ClosesInsideTheLength",
      .afterRequest = [](Host& host) { sendAndClose(host, Host::lengthField(5).substr(0, 2)); },
-     .text = "",
      .nextText = ""},
     {.label = "ClosesAfterTheLength",
      .afterRequest = [](Host& host) { sendAndClose(host, Host::lengthField(5)); },
-     .text = "",
      .nextText = ""},
     {.label = "ClosesInsideTheBody",
-     .afterRequest = [](Host& host) { sendAndClose(host, Host::framed(kGood).substr(0, 20)); },
-     .text = "",
+     .afterRequest = [](Host& host) { sendAndClose(host, Host::framed(success("good")).substr(0, 20)); },
      .nextText = ""},
     {.label = "ClosesAfterTheReply",
-     .afterRequest = [](Host& host) { sendAndClose(host, Host::framed(kGood)); },
+     .afterRequest = [](Host& host) { sendAndClose(host, Host::framed(success("good"))); },
      .text = "good",
      .nextText = ""},
-    {.label = "SendsAByteAtATime", .afterRequest = sendByteByByte, .text = "good", .nextText = "next"},
-    {.label = "LengthZero",
-     .afterRequest = [](Host& host) { host.send(Host::lengthField(0)); },
-     .text = "",
-     .nextText = "next"},
-    {.label = "LengthMinusOne",
-     .afterRequest = [](Host& host) { host.send(Host::lengthField(-1)); },
-     .text = "",
-     .nextText = "next"},
+    {.label = "SendsAByteAtATime", .afterRequest = sendByteByByte, .text = "good"},
+    {.label = "LengthZero", .afterRequest = [](Host& host) { host.send(Host::lengthField(0)); }},
+    {.label = "LengthMinusOne", .afterRequest = [](Host& host) { host.send(Host::lengthField(-1)); }},
     {.label = "LowestLength",
-     .afterRequest = [](Host& host) { host.send(Host::lengthField(std::numeric_limits<int>::min())); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.send(Host::lengthField(std::numeric_limits<int>::min())); }},
     {.label = "BytesBehindANegativeLengthAreTheNextReply",
-     .afterRequest = [](Host& host) { host.send(Host::lengthField(-7) + Host::framed(kSurplus)); },
-     .text = "",
+     .afterRequest = [](Host& host) { host.send(Host::lengthField(-7) + Host::framed(success("surplus"))); },
      .nextText = "surplus"},
     {.label = "TwoGibibytesAnnouncedThenClosed",
      .afterRequest =
          [](Host& host) { sendAndClose(host, Host::lengthField(std::numeric_limits<int>::max()) + "{"); },
-     .text = "",
      .nextText = ""},
-    {.label = "BodyIsNotJson",
-     .afterRequest = [](Host& host) { host.reply("\xff\x00{]"); },
-     .text = "",
-     .nextText = "next"},
+    {.label = "BodyIsNotJson", .afterRequest = [](Host& host) { host.reply("\xff\0{]"s); }},
     {.label = "BodyIsAnArray",
-     .afterRequest = [](Host& host) { host.reply(R"([{"success":true,"result":"x"}])"); },
-     .text = "",
-     .nextText = "next"},
-    {.label = "BodyIsAnEmptyObject",
-     .afterRequest = [](Host& host) { host.reply("{}"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"([{"success":true,"result":"x"}])"); }},
+    {.label = "BodyIsAnEmptyObject", .afterRequest = [](Host& host) { host.reply("{}"); }},
     {.label = "SuccessIsAString",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":"true","result":"x"})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":"true","result":"x"})"); }},
     {.label = "SuccessIsANumber",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":1,"result":"x"})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":1,"result":"x"})"); }},
     {.label = "SuccessIsNull",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":null,"result":"x"})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":null,"result":"x"})"); }},
     {.label = "ErrorIsANumber",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":5})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":5})"); }},
     {.label = "ErrorIsAnObject",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":{"a":"b"}})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":{"a":"b"}})"); }},
     {.label = "ErrorIsEmpty",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":""})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(R"({"success":false,"error":""})"); }},
     {.label = "ResultIsANumber",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":42})"); },
-     .text = "{}",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(successWith("42")); },
+     .text = "{}"},
     {.label = "ResultIsNull",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":null})"); },
-     .text = "{}",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(successWith("null")); },
+     .text = "{}"},
     {.label = "ResultIsABoolean",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":true})"); },
-     .text = "{}",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(successWith("true")); },
+     .text = "{}"},
     {.label = "ResultIsMissing",
      .afterRequest = [](Host& host) { host.reply(R"({"success":true})"); },
-     .text = "{}",
-     .nextText = "next"},
+     .text = "{}"},
     {.label = "ResultBeginsLikeJsonButIsNone",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":"[x"})"); },
-     .text = "null",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(success("[x")); },
+     .text = "null"},
     {.label = "ResultHasABlankBeforeItsBrace",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":" {}"})"); },
-     .text = " {}",
-     .nextText = "next"},
-    {.label = "ResultIsEmpty",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":""})"); },
-     .text = "",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(success(" {}")); },
+     .text = " {}"},
+    {.label = "ResultIsEmpty", .afterRequest = [](Host& host) { host.reply(success("")); }},
     {.label = "ResultIsAnArray",
-     .afterRequest = [](Host& host) { host.reply(R"({"success":true,"result":[1,2]})"); },
-     .text = "[1, 2]",
-     .nextText = "next"},
+     .afterRequest = [](Host& host) { host.reply(successWith("[1,2]")); },
+     .text = "[1, 2]"},
     {.label = "TwoRepliesInOnePacket",
-     .afterRequest = [](Host& host) { host.send(Host::framed(kGood) + Host::framed(kSurplus)); },
+     .afterRequest =
+         [](Host& host) { host.send(Host::framed(success("good")) + Host::framed(success("surplus"))); },
      .text = "good",
      .nextText = "surplus"},
     {.label = "AReplyNobodyAskedFor",
-     .beforeCall = [](Host& host) { host.reply(kSurplus); },
-     .afterRequest = [](Host& host) { host.reply(kGood); },
+     .beforeCall = [](Host& host) { host.reply(success("surplus")); },
+     .afterRequest = [](Host& host) { host.reply(success("good")); },
      .text = "surplus",
      .nextText = "good"},
 };
 
-class HostFaults : public testing::TestWithParam<std::tuple<HostFault, ShapeCall>> {};
+class HostFaults : public ServerWithHost, public testing::WithParamInterface<HostFault> {};
 
 TEST_P(HostFaults, GiveTheExactReplyAndLeaveTheServerAlive) {
-  const auto& [fault, call] = GetParam();
-  expectOutcome(fault, call);
+  expectOutcome(GetParam(), host_, server_);
 }
 
-std::string caseName(const testing::TestParamInfo<std::tuple<HostFault, ShapeCall>>& test) {
-  return std::string(std::get<0>(test.param).label) + "In" + std::get<1>(test.param).shape;
+INSTANTIATE_TEST_SUITE_P(Each, HostFaults, testing::ValuesIn(kFaults),
+                         [](const auto& test) { return std::string(test.param.label); });
+
+// Faults that the server waits for, with waits so short that the tests can wait too.
+const HostFault kSlowFaults[] = {
+    {.label = "StaysSilent", .afterRequest = [](Host&) {}},
+    {.label = "StopsInsideTheLength",
+     .afterRequest = [](Host& host) { host.send(Host::lengthField(5).substr(0, 2)); }},
+    {.label = "StopsAfterTheLength", .afterRequest = [](Host& host) { host.send(Host::lengthField(5)); }},
+    {.label = "LengthIsLargerThanTheBody",
+     .afterRequest = [](Host& host) { host.send(Host::lengthField(1000) + success("good")); }},
+};
+
+class SlowHostFaults : public ImpatientServerWithHost, public testing::WithParamInterface<HostFault> {};
+
+TEST_P(SlowHostFaults, GiveTheExactReplyAndLeaveTheServerAlive) {
+  expectOutcome(GetParam(), host_, server_);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, HostFaults,
-                         testing::Combine(testing::ValuesIn(kFaults), testing::ValuesIn(shapeCalls())),
-                         caseName);
+INSTANTIATE_TEST_SUITE_P(Each, SlowHostFaults, testing::ValuesIn(kSlowFaults),
+                         [](const auto& test) { return std::string(test.param.label); });
+
+class HostReply : public ServerWithHost {};
+
+TEST_F(HostReply, CutAtEveryOffsetIsTakenWhole) {
+  const std::string reply = Host::framed(success("good"));
+  for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    call(1);
+    sendCut(host_, reply, cut);
+    EXPECT_EQ(server_.readLine(), textReply(1, "good"));
+  }
+  EXPECT_EQ(server_.diagnostics(), "");
+}
+
+TEST_F(HostReply, OfAFailureDoesNotStickToTheNextCall) {
+  EXPECT_EQ(replyFor(1, failure("No.")), toolErrorReply(1, "No."));
+  EXPECT_EQ(replyFor(2, success("yes")), textReply(2, "yes"));
+  EXPECT_EQ(replyFor(3, failure("No.")), toolErrorReply(3, "No."));
+  EXPECT_EQ(replyFor(4, R"({"success":false})"), textReply(4, ""));
+  EXPECT_EQ(replyFor(5, failure("No.")), toolErrorReply(5, "No."));
+  EXPECT_EQ(replyFor(6, success("")), textReply(6, ""));
+}
+
+TEST_F(HostReply, IsAwaitedBeforeAnyMessageBehindTheCallIsAnswered) {
+  server_.write(callLine(1, "comment") + "\n" + pingLine(2) + "\n" + callLine(3, "address_name") + "\n" +
+                pingLine(4) + "\n");
+  EXPECT_EQ(host_.readLine(), R"({"args":[""],"request":"commentAtAddress:withReply:"})");
+  server_.writeLine(pingLine(5));
+  server_.waitUntilIdle();
+  EXPECT_EQ(server_.pendingOutput(), "");
+  host_.reply(success("first"));
+  EXPECT_EQ(server_.readLine(), textReply(1, "first"));
+  EXPECT_EQ(server_.readLine(), unknownMethodReply(2, "ping"));
+  EXPECT_EQ(host_.readLine(), R"({"args":[""],"request":"nameOfAddress:withReply:"})");
+  server_.waitUntilIdle();
+  EXPECT_EQ(server_.pendingOutput(), "");
+  host_.reply(success("second"));
+  EXPECT_EQ(server_.readLine(), textReply(3, "second"));
+  EXPECT_EQ(server_.readLine(), unknownMethodReply(4, "ping"));
+  EXPECT_EQ(server_.readLine(), unknownMethodReply(5, "ping"));
+}
 
 // --- no host to speak of ---
 
-class NoHost : public testing::TestWithParam<ShapeCall> {};
-
-std::string call(int id, const ShapeCall& shape) {
-  return R"({"id":)" + std::to_string(id) + R"(,"method":"tools/call","params":)" + shape.call + "}";
-}
-
-TEST_P(NoHost, AbsentGivesEmptyTextsAlsoAfterOneHasStarted) {
+TEST(AbsentHost, GivesEmptyTextsAndOneThatStartsLaterIsNeverConnectedTo) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});
-  EXPECT_EQ(server.ask(call(1, GetParam())), replyLine(1, ""));
+  const Elapsed elapsed;
+  EXPECT_EQ(server.ask(callLine(1, "comment")), textReply(1, ""));
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  EXPECT_EQ(server.diagnostics(), kNoHost);
   ScriptedHost host(folder.socketPath());
-  EXPECT_EQ(server.ask(call(2, GetParam())), replyLine(2, ""));
-  EXPECT_TRUE(server.isAlive());
+  EXPECT_EQ(server.ask(callLine(2, "list_names")), textReply(2, ""));
+  EXPECT_EQ(server.ask(callLine(3, "comment")), textReply(3, ""));
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  EXPECT_EQ(host.refuseWaiting(), 0);
+  EXPECT_EQ(server.diagnostics(), kNoHost + std::string(kNoHost) + kNoHost);
 }
 
-TEST_P(NoHost, RefusingGivesEmptyTexts) {
+TEST(AbsentHost, WhoseSocketWasLeftBehindGivesEmptyTexts) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
   host.stopListening();  // the socket's file stays behind
   ServerProcess server({.socketFolder = folder.path()});
-  EXPECT_EQ(server.ask(call(1, GetParam())), replyLine(1, ""));
-  EXPECT_EQ(server.ask(call(2, GetParam())), replyLine(2, ""));
-  EXPECT_TRUE(server.isAlive());
+  EXPECT_EQ(server.ask(callLine(1, "comment")), textReply(1, ""));
+  EXPECT_EQ(server.ask(callLine(2, "comment")), textReply(2, ""));
+  EXPECT_EQ(server.diagnostics(), kNoHost + std::string(kNoHost));
+}
+
+class HostThatHasClosed : public ServerWithHost {};
+
+TEST_F(HostThatHasClosed, IsNotConnectedToAgainAndNeitherIsTheNextOne) {
+  EXPECT_EQ(replyFor(1, success("good")), textReply(1, "good"));
+  host_.close();
+  const Elapsed elapsed;
+  EXPECT_EQ(server_.ask(callLine(2, "comment")), textReply(2, ""));
+  EXPECT_EQ(server_.ask(callLine(3, "list_names")), textReply(3, ""));
+  EXPECT_EQ(host_.refuseWaiting(), 0);
+  host_.stopListening();
+  std::filesystem::remove(folder_.socketPath());
+  ScriptedHost next(folder_.socketPath());
+  EXPECT_EQ(server_.ask(callLine(4, "comment")), textReply(4, ""));
+  EXPECT_EQ(next.refuseWaiting(), 0);
+  EXPECT_LT(elapsed.time(), kAtOnce);
 }
 
 /// A host in a process of its own that reads the request, sends half a reply and is killed.
@@ -204,24 +288,21 @@ pid_t startDoomedHost(const std::string& socketPath) {
   if (child != 0) return child;
   host.accept();
   host.readLine();
-  host.send(ScriptedHost::framed(kGood).substr(0, 15));
+  host.send(ScriptedHost::framed(success("good")).substr(0, 15));
   ::raise(SIGKILL);
   ::_exit(1);
 }
 
-TEST_P(NoHost, KilledInMidReplyGivesEmptyTexts) {
+TEST(KilledHost, InMidReplyGivesEmptyTexts) {
   const TemporaryFolder folder;
   const pid_t host = startDoomedHost(folder.socketPath());
   ServerProcess server({.socketFolder = folder.path()});
-  EXPECT_EQ(server.ask(call(1, GetParam())), replyLine(1, ""));
+  EXPECT_EQ(server.ask(callLine(1, "comment")), textReply(1, ""));
   int status = 0;
   ASSERT_EQ(::waitpid(host, &status, 0), host);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-  EXPECT_EQ(server.ask(call(2, GetParam())), replyLine(2, ""));
-  EXPECT_TRUE(server.isAlive());
+  EXPECT_EQ(server.ask(callLine(2, "comment")), textReply(2, ""));
+  EXPECT_EQ(server.diagnostics(), "");
 }
-
-INSTANTIATE_TEST_SUITE_P(Each, NoHost, testing::ValuesIn(shapeCalls()),
-                         [](const auto& test) { return std::string(test.param.shape); });
 
 }  // namespace

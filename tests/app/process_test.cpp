@@ -1,9 +1,8 @@
 // The process as its client sees it: how it starts, what it does when its input ends or is odd, its locale.
 
-#include "app/host_fault.h"
-#include "support/scripted_host.h"
-#include "support/server_process.h"
-#include "support/temporary_folder.h"
+#include "support/host_replies.h"
+#include "support/replies.h"
+#include "support/server_with_host.h"
 #include "support/waiting.h"
 
 #include <gmock/gmock.h>
@@ -19,9 +18,7 @@
 namespace {
 
 constexpr const char* kInitialize = R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{}})";
-constexpr const char* kWelcome =
-    R"({"id": 1, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, )"
-    R"("protocolVersion": "2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "1.0.0"}}})";
+const std::string kWelcome = welcomeReply(1);
 
 /// Expects a server that lives, does nothing, and has said nothing.
 void expectSilentAndIdle(ServerProcess& server) {
@@ -65,34 +62,36 @@ TEST(Process, IsIdleBeforeTheFirstMessage) {
   expectSilentAndIdle(server);
 }
 
-TEST(Process, LetsGoOfTheHostAndStaysWhenItsInputEnds) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess server({.socketFolder = folder.path()});
-  host.accept();
-  EXPECT_EQ(server.ask(kInitialize), kWelcome);
-  server.closeInput();
-  host.readLine();
-  EXPECT_TRUE(host.ended());
-  expectSilentAndIdle(server);
+class ProcessWithHost : public ServerWithHost {};
+
+TEST_F(ProcessWithHost, HasConnectedToItBeforeAnyMessage) {
+  EXPECT_EQ(host_.refuseWaiting(), 0);  // the one connection has been accepted
+  EXPECT_EQ(server_.diagnostics(), "");
 }
 
-TEST(Process, ConnectsToTheHostBeforeAnyMessage) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess server({.socketFolder = folder.path()});
-  host.accept();  // throws if nobody comes
-  EXPECT_TRUE(server.isAlive());
+TEST_F(ProcessWithHost, LetsGoOfItAndStaysWhenItsInputEnds) {
+  EXPECT_EQ(server_.ask(kInitialize), kWelcome);
+  server_.closeInput();
+  EXPECT_EQ(host_.readLine(), "");
+  EXPECT_TRUE(host_.ended());
+  expectSilentAndIdle(server_);
 }
 
-TEST(Process, EndsByTheDefaultActionOfSigterm) {
+class EndingSignal : public testing::TestWithParam<int> {};
+
+TEST_P(EndingSignal, DoesWhatItDoesByDefault) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});
   EXPECT_EQ(server.ask(kInitialize), kWelcome);
-  server.signal(SIGTERM);
+  server.signal(GetParam());
   const int status = server.waitForEnd();
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), GetParam());
+  EXPECT_EQ(server.diagnostics(), "");
 }
+
+INSTANTIATE_TEST_SUITE_P(Each, EndingSignal, testing::Values(SIGHUP, SIGINT, SIGTERM),
+                         [](const auto& test) { return std::string(sigabbrev_np(test.param)); });
 
 TEST(StandardInput, ThatIsAFolderIsReportedAndTheProcessLives) {
   const TemporaryFolder folder;
@@ -150,13 +149,10 @@ const std::string kSession = std::string(kInitialize) + "\r\n" + R"({"id":2,"met
                              R"({"id":"\u00e9é","method":5})" + "\r\r\n\v\n";
 const std::vector<std::string> kSessionReplies = {
     kWelcome,
-    R"({"error": {"code": -32601, "data": "ping", "message": "Method not found"}, "id": 2, "jsonrpc": "2.0"})",
-    R"x({"error": {"code": -32700, "data": "expected value, got ']' (93)", "message": "Parse error"}, )x"
-    R"("id": null, "jsonrpc": "2.0"})",
-    R"({"error": {"code": -32600, "data": "Missing method", "message": "Invalid Request"}, "id": "éé", )"
-    R"("jsonrpc": "2.0"})",
-    R"x({"error": {"code": -32700, "data": "expected value, got (11)", "message": "Parse error"}, "id": null, )x"
-    R"("jsonrpc": "2.0"})",
+    unknownMethodReply(2, "ping"),
+    parseErrorReply("expected value, got ']' (93)"),
+    missingMethodReply("\"éé\""),
+    parseErrorReply("expected value, got (11)"),
 };
 
 void expectSessionReplies(ServerProcess& server) {
@@ -194,8 +190,7 @@ TEST(Pieces, OfEverySizeAround4096DrawTheSameReplies) {
     const std::string head = R"({"id":0,"method":")";
     const std::string method(size - head.size() - 3, 'm');
     server.write(head + method + "\"}\n" + kSession);
-    EXPECT_EQ(server.readLine(), R"({"error": {"code": -32601, "data": ")" + method +
-                                     R"(", "message": "Method not found"}, "id": 0, "jsonrpc": "2.0"})");
+    EXPECT_EQ(server.readLine(), unknownMethodReply(0, method));
     expectSessionReplies(server);
   }
 }
@@ -213,19 +208,14 @@ TEST(Locale, WithADecimalCommaChangesNoNumber) {
   host.accept();
   server.writeLine(R"({"id":1.5,"method":"tools/call","params":{"name":"list_bookmarks"}})");
   host.readLine();
-  host.reply(R"({"success":true,"result":[0.1,1e300,-2.5e-7,5e-324]})");
-  EXPECT_EQ(
-      server.readLine(),
-      R"({"id": 1.5, "jsonrpc": "2.0", "result": {"content": [{"text": )"
-      R"("[0.10000000000000001, 1.0000000000000001e+300, -2.4999999999999999e-07, 4.9406564584124654e-324]", )"
-      R"("type": "text"}]}})");
+  host.reply(successWith("[0.1,1e300,-2.5e-7,5e-324]"));
+  EXPECT_EQ(server.readLine(),
+            textReply("1.5",
+                      "[0.10000000000000001, 1.0000000000000001e+300, -2.4999999999999999e-07, "
+                      "4.9406564584124654e-324]"));
   // Beyond a double's range the C library reads the number.
-  const auto unknownMethod = [](const std::string& id) {
-    return R"({"error": {"code": -32601, "data": "fly", "message": "Method not found"}, "id": )" + id +
-           R"(, "jsonrpc": "2.0"})";
-  };
-  EXPECT_EQ(server.ask(R"({"id":1.5e400,"method":"fly"})"), unknownMethod("null"));
-  EXPECT_EQ(server.ask(R"({"id":1.5e-400,"method":"fly"})"), unknownMethod("0"));
+  EXPECT_EQ(server.ask(R"({"id":1.5e400,"method":"fly"})"), unknownMethodReply("null", "fly"));
+  EXPECT_EQ(server.ask(R"({"id":1.5e-400,"method":"fly"})"), unknownMethodReply("0", "fly"));
 }
 
 }  // namespace

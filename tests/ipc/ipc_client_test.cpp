@@ -1,6 +1,8 @@
 #include "ipc/ipc_client.h"
 
 #include "ipc/external_api_service.h"
+#include "support/elapsed.h"
+#include "support/host_replies.h"
 #include "support/scripted_host.h"
 #include "support/temporary_folder.h"
 
@@ -10,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <functional>
+#include <limits>
 #include <thread>
 #include <type_traits>
 
@@ -186,17 +191,61 @@ TEST_F(IPCClientTest, ClosesTheConnectionWhenItIsDestroyed) {
   EXPECT_TRUE(host_.ended());
 }
 
+/// Far below the channel's shortest wait, and enough for a loaded machine.
+constexpr auto kAtOnce = std::chrono::milliseconds(kReadWaitMs / 2);
+
 TEST(IPCClientWithoutHost, AnswersAtOnceWithEmptyTextsAndNeverConnects) {
   const TemporaryFolder folder;
   qputenv("TMPDIR", folder.path().c_str());
   IPCClient client;
   QString error;
+  const Elapsed elapsed;
   EXPECT_EQ(client.request("s", error), "");
-  const ScriptedHost host(folder.socketPath());
-  const QString text = client.request("s", error, QJsonValue("a"), QJsonValue("b"));
-  EXPECT_EQ(text, "");
-  EXPECT_FALSE(text.isNull());
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  ScriptedHost host(folder.socketPath());
+  const QString texts[] = {client.request("s", error), client.request("s", error, QJsonValue("a")),
+                           client.request("s", error, QJsonValue("a"), QJsonValue("b"))};
+  for (const QString& text : texts) {
+    EXPECT_EQ(text, "");
+    EXPECT_FALSE(text.isNull());
+  }
   EXPECT_EQ(error, "");
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  EXPECT_EQ(host.refuseWaiting(), 0);
+}
+
+TEST_F(IPCClientTest, NeverConnectsAgain) {
+  IPCClient client;
+  host_.accept();
+  host_.close();
+  const Elapsed elapsed;
+  EXPECT_EQ(client.request("s", error_), "");
+  EXPECT_EQ(client.request("s", error_, QJsonValue("a")), "");
+  EXPECT_EQ(client.request("s", error_, QJsonValue("a"), QJsonValue("b")), "");
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  EXPECT_EQ(error_, "");
+  EXPECT_EQ(host_.refuseWaiting(), 0);
+  host_.stopListening();
+  std::filesystem::remove(folder_.socketPath());
+  ScriptedHost next(folder_.socketPath());
+  EXPECT_EQ(client.request("s", error_), "");
+  EXPECT_EQ(next.refuseWaiting(), 0);
+}
+
+TEST_F(IPCClientTest, TakesAReplyWholeThatIsCutAnywhere) {
+  const std::string reply = ScriptedHost::framed(success("good"));
+  IPCClient client;
+  host_.accept();
+  for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
+    meanwhile(
+        [&] {
+          host_.readLine();
+          host_.send(reply.substr(0, cut));
+          host_.waitUntilTaken();
+          host_.send(reply.substr(cut));
+        },
+        [&] { EXPECT_EQ(client.request("s", error_), "good") << cut; });
+  }
 }
 
 TEST(IPCClientClass, HidesThatItIsAQObjectAndAddsNothingToIt) {

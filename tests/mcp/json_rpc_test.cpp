@@ -3,6 +3,7 @@
 #include "mcp/json_rpc.h"
 
 #include "support/recording_transport.h"
+#include "support/replies.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,45 +19,12 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr const char* kNoTools = R"({"id": 1, "jsonrpc": "2.0", "result": {"tools": []}})";
+const std::string kNoTools = resultReply(1, R"({"tools": []})");
 
-std::string welcome(const std::string& id) {
-  return R"({"id": )" + id +
-         R"(, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, )"
-         R"("protocolVersion": "2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "1.0.0"}}})";
-}
+const std::string kNotAnObject = errorReply("null", -32700, "Parse error");
 
-std::string parseError(const std::string& data) {
-  return R"({"error": {"code": -32700, "data": ")" + data +
-         R"(", "message": "Parse error"}, "id": null, "jsonrpc": "2.0"})";
-}
-
-constexpr const char* kNotAnObject =
-    R"({"error": {"code": -32700, "message": "Parse error"}, "id": null, "jsonrpc": "2.0"})";
-
-std::string missingMethod(const std::string& id) {
-  return R"({"error": {"code": -32600, "data": "Missing method", "message": "Invalid Request"}, "id": )" +
-         id + R"(, "jsonrpc": "2.0"})";
-}
-
-std::string unknownMethod(const std::string& method, const std::string& id) {
-  return R"({"error": {"code": -32601, "data": ")" + method + R"(", "message": "Method not found"}, "id": )" +
-         id + R"(, "jsonrpc": "2.0"})";
-}
-
-std::string missingName(const std::string& id) {
-  return R"({"error": {"code": -32602, "data": "Missing params.name", "message": "Invalid params"}, "id": )" +
-         id + R"(, "jsonrpc": "2.0"})";
-}
-
-std::string toolError(const std::string& message, const std::string& id = "4") {
-  return R"({"error": {"code": -32000, "message": ")" + message + R"("}, "id": )" + id +
-         R"(, "jsonrpc": "2.0"})";
-}
-
-std::string toolResult(const std::string& text, const std::string& id = "4") {
-  return R"({"id": )" + id + R"(, "jsonrpc": "2.0", "result": {"content": [{"text": ")" + text +
-         R"(", "type": "text"}]}})";
+std::string missingNameReply(const std::string& id) {
+  return errorReply(id, -32602, "Invalid params", "Missing params.name");
 }
 
 struct MessageRow {
@@ -111,19 +79,19 @@ TEST(SendError, WritesTheCodeAsAPlainInteger) {
 
 TEST(HandleMessage, AnswersWhatIsNotJsonWithTheParsersMessage) {
   expectReplies({
-      {"unended object", "{", parseError("unexpected end of input")},
-      {"letter", "x", parseError("expected value, got 'x' (120)")},
-      {"vertical tab", "\v", parseError("expected value, got (11)")},
-      {"trailing text", "{} x", parseError("unexpected trailing 'x' (120)")},
+      {"unended object", "{", parseErrorReply("unexpected end of input")},
+      {"letter", "x", parseErrorReply("expected value, got 'x' (120)")},
+      {"vertical tab", "\v", parseErrorReply("expected value, got (11)")},
+      {"trailing text", "{} x", parseErrorReply("unexpected trailing 'x' (120)")},
       {"two messages", R"({"id":1,"method":"a"}{"id":2,"method":"b"})",
-       parseError("unexpected trailing '{' (123)")},
-      {"comment", R"({"id":1,"method":"a"} // c)", parseError("unexpected trailing '/' (47)")},
-      {"comment before", R"(/**/{"id":1,"method":"a"})", parseError("expected value, got '/' (47)")},
-      {"quotation mark in the message", "{1:2}", parseError(R"(expected '\"' in object, got '1' (49))")},
-      {"zero byte", "\0"s, parseError("expected value, got (0)")},
-      {"high byte", "\xC3", parseError("expected value, got (-61)")},
-      {"trailing number", "[] 5", parseError("unexpected trailing '5' (53)")},
-      {"bad escape", R"({"id":"\u12"})", parseError(R"(bad \\u escape: 12\"})")},
+       parseErrorReply("unexpected trailing '{' (123)")},
+      {"comment", R"({"id":1,"method":"a"} // c)", parseErrorReply("unexpected trailing '/' (47)")},
+      {"comment before", R"(/**/{"id":1,"method":"a"})", parseErrorReply("expected value, got '/' (47)")},
+      {"quotation mark in the message", "{1:2}", parseErrorReply(R"(expected '\"' in object, got '1' (49))")},
+      {"zero byte", "\0"s, parseErrorReply("expected value, got (0)")},
+      {"high byte", "\xC3", parseErrorReply("expected value, got (-61)")},
+      {"trailing number", "[] 5", parseErrorReply("unexpected trailing '5' (53)")},
+      {"bad escape", R"({"id":"\u12"})", parseErrorReply(R"(bad \\u escape: 12\"})")},
   });
 }
 
@@ -141,73 +109,75 @@ TEST(HandleMessage, AnswersWhatIsNotAnObjectWithoutData) {
 
 TEST(HandleMessage, NeedsAMethod) {
   expectReplies({
-      {"missing", R"({"id": 3})", missingMethod("3")},
-      {"number", R"({"id": 3, "method": 5})", missingMethod("3")},
-      {"empty", R"({"id": 3, "method": ""})", missingMethod("3")},
-      {"null", R"({"id": "a", "method": null})", missingMethod("\"a\"")},
-      {"array", R"({"id": 3, "method": ["initialize"]})", missingMethod("3")},
-      {"empty object", "{}", missingMethod("null")},
-      {"without id", R"({"params": {}})", missingMethod("null")},
-      {"a reply", R"({"id": 3, "jsonrpc": "2.0", "result": {}})", missingMethod("3")},
+      {"missing", R"({"id": 3})", missingMethodReply("3")},
+      {"number", R"({"id": 3, "method": 5})", missingMethodReply("3")},
+      {"empty", R"({"id": 3, "method": ""})", missingMethodReply("3")},
+      {"null", R"({"id": "a", "method": null})", missingMethodReply("\"a\"")},
+      {"array", R"({"id": 3, "method": ["initialize"]})", missingMethodReply("3")},
+      {"empty object", "{}", missingMethodReply("null")},
+      {"without id", R"({"params": {}})", missingMethodReply("null")},
+      {"a reply", R"({"id": 3, "jsonrpc": "2.0", "result": {}})", missingMethodReply("3")},
   });
 }
 
 TEST(HandleMessage, RefusesUnknownMethods) {
   expectReplies({
-      {"ping", R"({"method": "ping", "id": 7})", unknownMethod("ping", "7")},
-      {"other case", R"({"method": "Initialize", "id": 7})", unknownMethod("Initialize", "7")},
-      {"other case of the list", R"({"method": "tools/List", "id": 7})", unknownMethod("tools/List", "7")},
-      {"longer", R"({"method": "initialized", "id": 7})", unknownMethod("initialized", "7")},
-      {"shorter", R"({"method": "tools", "id": 7})", unknownMethod("tools", "7")},
-      {"blank behind", R"({"method": "initialize ", "id": 7})", unknownMethod("initialize ", "7")},
-      {"zero behind", R"({"method": "initialize\u0000", "id": 7})", unknownMethod("initialize\\u0000", "7")},
-      {"only a blank", R"({"method": " ", "id": 7})", unknownMethod(" ", "7")},
+      {"ping", R"({"method": "ping", "id": 7})", unknownMethodReply("7", "ping")},
+      {"other case", R"({"method": "Initialize", "id": 7})", unknownMethodReply("7", "Initialize")},
+      {"other case of the list", R"({"method": "tools/List", "id": 7})",
+       unknownMethodReply("7", "tools/List")},
+      {"longer", R"({"method": "initialized", "id": 7})", unknownMethodReply("7", "initialized")},
+      {"shorter", R"({"method": "tools", "id": 7})", unknownMethodReply("7", "tools")},
+      {"blank behind", R"({"method": "initialize ", "id": 7})", unknownMethodReply("7", "initialize ")},
+      {"zero behind", R"({"method": "initialize\u0000", "id": 7})",
+       unknownMethodReply("7", "initialize\\u0000")},
+      {"only a blank", R"({"method": " ", "id": 7})", unknownMethodReply("7", " ")},
       {"other notification", R"({"method": "notifications/cancelled"})",
-       unknownMethod("notifications/cancelled", "null")},
+       unknownMethodReply("null", "notifications/cancelled")},
       {"accepted notification in capitals", R"({"method": "notifications/Initialized"})",
-       unknownMethod("notifications/Initialized", "null")},
-      {"resources", R"({"method": "resources/list", "id": 7})", unknownMethod("resources/list", "7")},
-      {"control character", R"({"method": "a\nb", "id": 7})", unknownMethod("a\\nb", "7")},
+       unknownMethodReply("null", "notifications/Initialized")},
+      {"resources", R"({"method": "resources/list", "id": 7})", unknownMethodReply("7", "resources/list")},
+      {"control character", R"({"method": "a\nb", "id": 7})", unknownMethodReply("7", "a\\nb")},
   });
 }
 
 TEST(HandleMessage, NeverReadsTheVersionMember) {
   expectReplies({
-      {"1.0", R"({"jsonrpc": "1.0", "method": "initialize", "id": "a"})", welcome("\"a\"")},
-      {"missing", R"({"method": "initialize", "id": "a"})", welcome("\"a\"")},
-      {"no string", R"({"jsonrpc": {}, "method": "initialize", "id": "a"})", welcome("\"a\"")},
+      {"1.0", R"({"jsonrpc": "1.0", "method": "initialize", "id": "a"})", welcomeReply("\"a\"")},
+      {"missing", R"({"method": "initialize", "id": "a"})", welcomeReply("\"a\"")},
+      {"no string", R"({"jsonrpc": {}, "method": "initialize", "id": "a"})", welcomeReply("\"a\"")},
   });
 }
 
 TEST(HandleMessage, EchoesEveryId) {
   const auto ask = [](const std::string& id) { return R"({"id":)" + id + R"(,"method":"initialize"})"; };
   expectReplies({
-      {"number", ask("5"), welcome("5")},
-      {"fraction", ask("1.5"), welcome("1.5")},
-      {"fraction that is not exact", ask("0.1"), welcome("0.10000000000000001")},
-      {"highest unsigned 64-bit", ask("18446744073709551615"), welcome("18446744073709551615")},
-      {"beyond it", ask("18446744073709551616"), welcome("18446744073709551615")},
-      {"ten digits", ask("1234567890"), welcome("1234567890")},
-      {"exponent", ask("1e3"), welcome("1000")},
-      {"lost exponent", ask("5000000e10"), welcome("5000000")},
-      {"infinite", ask("1e999"), welcome("null")},
-      {"string", ask("\"a\""), welcome("\"a\"")},
-      {"string with escapes", ask(R"("\u0041\/\u2028")"), welcome(R"("A/\u2028")")},
-      {"null", ask("null"), welcome("null")},
-      {"boolean", ask("false"), welcome("false")},
-      {"array", ask("[1,2]"), welcome("[1, 2]")},
-      {"object", ask(R"({"b":1,"a":[]})"), welcome(R"({"a": [], "b": 1})")},
-      {"missing", R"({"method":"initialize"})", welcome("null")},
+      {"number", ask("5"), welcomeReply("5")},
+      {"fraction", ask("1.5"), welcomeReply("1.5")},
+      {"fraction that is not exact", ask("0.1"), welcomeReply("0.10000000000000001")},
+      {"highest unsigned 64-bit", ask("18446744073709551615"), welcomeReply("18446744073709551615")},
+      {"beyond it", ask("18446744073709551616"), welcomeReply("18446744073709551615")},
+      {"ten digits", ask("1234567890"), welcomeReply("1234567890")},
+      {"exponent", ask("1e3"), welcomeReply("1000")},
+      {"lost exponent", ask("5000000e10"), welcomeReply("5000000")},
+      {"infinite", ask("1e999"), welcomeReply("null")},
+      {"string", ask("\"a\""), welcomeReply("\"a\"")},
+      {"string with escapes", ask(R"("\u0041\/\u2028")"), welcomeReply(R"("A/\u2028")")},
+      {"null", ask("null"), welcomeReply("null")},
+      {"boolean", ask("false"), welcomeReply("false")},
+      {"array", ask("[1,2]"), welcomeReply("[1, 2]")},
+      {"object", ask(R"({"b":1,"a":[]})"), welcomeReply(R"({"a": [], "b": 1})")},
+      {"missing", R"({"method":"initialize"})", welcomeReply("null")},
   });
 }
 
 TEST(HandleMessage, EchoesTheIdInEveryKindOfError) {
   expectReplies({
-      {"no method", R"({"id": [1.5]})", missingMethod("[1.5]")},
-      {"unknown method", R"({"id": {"a": 1}, "method": "x"})", unknownMethod("x", "{\"a\": 1}")},
-      {"no tool name", R"({"id": true, "method": "tools/call"})", missingName("true")},
+      {"no method", R"({"id": [1.5]})", missingMethodReply("[1.5]")},
+      {"unknown method", R"({"id": {"a": 1}, "method": "x"})", unknownMethodReply("{\"a\": 1}", "x")},
+      {"no tool name", R"({"id": true, "method": "tools/call"})", missingNameReply("true")},
       {"unknown tool", R"({"id": "i", "method": "tools/call", "params": {"name": "x"}})",
-       toolError("Unknown tool: x", "\"i\"")},
+       toolErrorReply("\"i\"", "Unknown tool: x")},
   });
 }
 
@@ -234,8 +204,9 @@ TEST(HandleMessage, RemembersNothing) {
   handleMessage(server, "{");
   handleMessage(server, R"({"id":2,"method":"initialize"})");  // again, with the same id
   handleMessage(server, R"({"id":1,"method":"tools/list"})");
-  EXPECT_THAT(server.replies, ElementsAre(kNoTools, welcome("2"), parseError("unexpected end of input"),
-                                          welcome("2"), kNoTools));
+  EXPECT_THAT(server.replies,
+              ElementsAre(kNoTools, welcomeReply("2"), parseErrorReply("unexpected end of input"),
+                          welcomeReply("2"), kNoTools));
 }
 
 // --- initialize, tools/list ---
@@ -243,16 +214,16 @@ TEST(HandleMessage, RemembersNothing) {
 TEST(HandleInitialize, IgnoresItsParams) {
   expectReplies({
       {"other version", R"({"id":1,"method":"initialize","params":{"protocolVersion":"1999-01-01"}})",
-       welcome("1")},
-      {"array", R"({"id":1,"method":"initialize","params":[1,2]})", welcome("1")},
-      {"null", R"({"id":1,"method":"initialize","params":null})", welcome("1")},
+       welcomeReply("1")},
+      {"array", R"({"id":1,"method":"initialize","params":[1,2]})", welcomeReply("1")},
+      {"null", R"({"id":1,"method":"initialize","params":null})", welcomeReply("1")},
   });
 }
 
 TEST(HandleInitialize, MayBeCalledByItself) {
   McpServer server;
   handleInitialize(server, "i");
-  EXPECT_THAT(server.replies, ElementsAre(welcome("\"i\"")));
+  EXPECT_THAT(server.replies, ElementsAre(welcomeReply("\"i\"")));
 }
 
 TEST(HandleToolsList, GivesTheWholeListWhateverItsParams) {
@@ -309,21 +280,21 @@ TEST_F(HandleToolsCall, NeedsAName) {
   for (const char* const params :
        {"{}", R"({"name":5})", R"({"name":""})", R"({"name":null})", R"({"name":["t"]})", R"(["t"])", "null",
         "\"t\"", R"({"Name":"t"})", R"({"arguments":{"name":"t"}})"}) {
-    EXPECT_EQ(reply(params), missingName("4")) << params;
+    EXPECT_EQ(reply(params), missingNameReply("4")) << params;
   }
   EXPECT_THAT(arguments_, IsEmpty());
 }
 
 TEST_F(HandleToolsCall, NeedsParams) {
   handleMessage(server_, R"({"id":4,"method":"tools/call","name":"t"})");
-  EXPECT_THAT(server_.replies, ElementsAre(missingName("4")));
+  EXPECT_THAT(server_.replies, ElementsAre(missingNameReply("4")));
 }
 
 TEST_F(HandleToolsCall, RefusesUnknownTools) {
-  EXPECT_EQ(reply(R"({"name":"x"})"), toolError("Unknown tool: x"));
-  EXPECT_EQ(reply(R"({"name":"T"})"), toolError("Unknown tool: T"));
-  EXPECT_EQ(reply(R"({"name":"t\u0000"})"), toolError("Unknown tool: t\\u0000"));
-  EXPECT_EQ(reply(R"({"name":"\n\"","arguments":{}})"), toolError("Unknown tool: \\n\\\""));
+  EXPECT_EQ(reply(R"({"name":"x"})"), toolErrorReply(4, "Unknown tool: x"));
+  EXPECT_EQ(reply(R"({"name":"T"})"), toolErrorReply(4, "Unknown tool: T"));
+  EXPECT_EQ(reply(R"({"name":"t\u0000"})"), toolErrorReply(4, "Unknown tool: t\\u0000"));
+  EXPECT_EQ(reply(R"({"name":"\n\"","arguments":{}})"), toolErrorReply(4, "Unknown tool: \\n\\\""));
   EXPECT_THAT(arguments_, IsEmpty());
 }
 
@@ -336,7 +307,7 @@ TEST_F(HandleToolsCall, HandsOverAnEmptyObjectForAnythingElse) {
   for (const char* const arguments :
        {"", R"(,"arguments":null)", R"(,"arguments":[1])", R"(,"arguments":"x")", R"(,"arguments":5)",
         R"(,"arguments":true)", R"(,"arguments":{})"}) {
-    EXPECT_EQ(reply(R"({"name":"t")" + std::string(arguments) + "}"), toolResult("done")) << arguments;
+    EXPECT_EQ(reply(R"({"name":"t")" + std::string(arguments) + "}"), textReply(4, "done")) << arguments;
   }
   EXPECT_THAT(arguments_, testing::AllOf(testing::SizeIs(7), testing::Each("{}")));
 }
@@ -349,43 +320,43 @@ TEST_F(HandleToolsCall, StartsWithAnEmptyErrorText) {
 }
 
 TEST_F(HandleToolsCall, PassesAStringThroughUnquoted) {
-  EXPECT_EQ(replyFor("plain"), toolResult("plain"));
-  EXPECT_EQ(replyFor(""), toolResult(""));
-  EXPECT_EQ(replyFor("{\"b\":1,\"a\":2}"), toolResult(R"({\"b\":1,\"a\":2})"));
-  EXPECT_EQ(replyFor("line\nline\xE2\x80\xA8\x7F"), toolResult("line\\nline\\u2028\x7F"));
+  EXPECT_EQ(replyFor("plain"), textReply(4, "plain"));
+  EXPECT_EQ(replyFor(""), textReply(4, ""));
+  EXPECT_EQ(replyFor("{\"b\":1,\"a\":2}"), textReply(4, R"({\"b\":1,\"a\":2})"));
+  EXPECT_EQ(replyFor("line\nline\xE2\x80\xA8\x7F"), textReply(4, "line\\nline\\u2028\x7F"));
 }
 
 TEST_F(HandleToolsCall, SerialisesAnythingElse) {
-  EXPECT_EQ(replyFor(Json::object{{"b", 1}, {"a", "x"}}), toolResult(R"({\"a\": \"x\", \"b\": 1})"));
-  EXPECT_EQ(replyFor(Json::array{1, "two"}), toolResult(R"([1, \"two\"])"));
-  EXPECT_EQ(replyFor(nullptr), toolResult("null"));
-  EXPECT_EQ(replyFor(42), toolResult("42"));
-  EXPECT_EQ(replyFor(1.5), toolResult("1.5"));
-  EXPECT_EQ(replyFor(18446744073709551615UL), toolResult("18446744073709551615"));
-  EXPECT_EQ(replyFor(true), toolResult("true"));
+  EXPECT_EQ(replyFor(Json::object{{"b", 1}, {"a", "x"}}), textReply(4, R"({\"a\": \"x\", \"b\": 1})"));
+  EXPECT_EQ(replyFor(Json::array{1, "two"}), textReply(4, R"([1, \"two\"])"));
+  EXPECT_EQ(replyFor(nullptr), textReply(4, "null"));
+  EXPECT_EQ(replyFor(42), textReply(4, "42"));
+  EXPECT_EQ(replyFor(1.5), textReply(4, "1.5"));
+  EXPECT_EQ(replyFor(18446744073709551615UL), textReply(4, "18446744073709551615"));
+  EXPECT_EQ(replyFor(true), textReply(4, "true"));
   // Escaped twice: as a string of the result, and as a part of the text.
-  EXPECT_EQ(replyFor(Json::array{"\n"}), toolResult(R"([\"\\n\"])"));
+  EXPECT_EQ(replyFor(Json::array{"\n"}), textReply(4, R"([\"\\n\"])"));
 }
 
 TEST_F(HandleToolsCall, AnswersAnErrorTextWithAnErrorAloneAndWithoutData) {
   error_ = "it \"failed\"";
-  EXPECT_EQ(replyFor("a value beside it"), toolError(R"(it \"failed\")"));
-  EXPECT_EQ(replyFor(nullptr), toolError(R"(it \"failed\")"));
+  EXPECT_EQ(replyFor("a value beside it"), toolErrorReply(4, R"(it \"failed\")"));
+  EXPECT_EQ(replyFor(nullptr), toolErrorReply(4, R"(it \"failed\")"));
 }
 
 TEST_F(HandleToolsCall, TakesAnyNonEmptyErrorTextForAFailure) {
   error_ = " ";
-  EXPECT_EQ(replyFor("x"), toolError(" "));
+  EXPECT_EQ(replyFor("x"), toolErrorReply(4, " "));
 }
 
 TEST_F(HandleToolsCall, MayBeCalledByItself) {
   handleToolsCall(server_, "i", Json::object{{"name", "t"}});
-  EXPECT_THAT(server_.replies, ElementsAre(toolResult("done", "\"i\"")));
+  EXPECT_THAT(server_.replies, ElementsAre(textReply("\"i\"", "done")));
 }
 
 TEST_F(HandleToolsCall, NeverSendsMoreThanOneReply) {
   const std::string large(3000000, 'x');
-  EXPECT_EQ(replyFor(large), toolResult(large));
+  EXPECT_EQ(replyFor(large), textReply(4, large));
 }
 
 }  // namespace

@@ -1,22 +1,22 @@
 #pragma once
 
-// Short messages and their replies.
+// Short messages, and their replies with the line feed that ends them on standard output.
+
+#include "support/replies.h"
+#include "support/requests.h"
 
 #include <string>
 
-/// A message that any server answers: no method is called "ping".
 inline std::string ping(int id) {
-  return R"({"id": )" + std::to_string(id) + R"(, "method": "ping"})";
+  return pingLine(id);
 }
 
 /// Its reply line.
 inline std::string pong(int id) {
-  return R"({"error": {"code": -32601, "data": "ping", "message": "Method not found"}, "id": )" +
-         std::to_string(id) + R"(, "jsonrpc": "2.0"})" + "\n";
+  return unknownMethodReply(id, "ping") + "\n";
 }
 
-/// The reply line to what does not parse. `message` stands as it is printed inside a string.
-inline std::string parseErrorReply(const std::string& message) {
-  return R"({"error": {"code": -32700, "data": ")" + message +
-         R"(", "message": "Parse error"}, "id": null, "jsonrpc": "2.0"})" + "\n";
+/// The reply line to what does not parse.
+inline std::string parseErrorLine(const std::string& message) {
+  return parseErrorReply(message) + "\n";
 }

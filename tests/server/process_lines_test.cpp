@@ -71,13 +71,13 @@ TEST(ProcessLines, DropsOneCarriageReturnBeforeTheLineFeed) {
   expectLines({
       {"message", ping(1) + "\r\n" + ping(2) + "\r\n", pong(1) + pong(2)},
       // An open string shows which bytes arrive: none behind the quotation mark, or the second one.
-      {"none left", "\"\r\n", parseErrorReply("unexpected end of input in string")},
-      {"one of two left", "\"\r\r\n", parseErrorReply("unescaped (13) in string")},
+      {"none left", "\"\r\n", parseErrorLine("unexpected end of input in string")},
+      {"one of two left", "\"\r\r\n", parseErrorLine("unescaped (13) in string")},
       {"the second is white space", ping(1) + "\r\r\n", pong(1)},
       {"not at the front", "\r" + ping(1) + "\n", pong(1)},
-      {"not before a blank", "\"\r \n", parseErrorReply("unescaped (13) in string")},
+      {"not before a blank", "\"\r \n", parseErrorLine("unescaped (13) in string")},
       {"alone it ends no line", ping(1) + "\r" + ping(2) + "\n",
-       parseErrorReply("unexpected trailing '{' (123)")},
+       parseErrorLine("unexpected trailing '{' (123)")},
       {"unfinished", ping(1) + "\r", "", ping(1) + "\r"},
   });
 }
@@ -97,28 +97,28 @@ TEST(ProcessLines, SkipsLinesOfBlanksTabsAndCarriageReturns) {
 
 TEST(ProcessLines, HandsEverythingElseToTheParser) {
   expectLines({
-      {"vertical tab", "\v\n", parseErrorReply("expected value, got (11)")},
-      {"form feed", "\f\n", parseErrorReply("expected value, got (12)")},
-      {"vertical tab among blanks", " \t\v \r\n", parseErrorReply("expected value, got (11)")},
-      {"zero byte", "\0\n"s, parseErrorReply("expected value, got (0)")},
-      {"no-break space", "\xC2\xA0\n", parseErrorReply("expected value, got (-62)")},
-      {"unended object", "{\n", parseErrorReply("unexpected end of input")},
+      {"vertical tab", "\v\n", parseErrorLine("expected value, got (11)")},
+      {"form feed", "\f\n", parseErrorLine("expected value, got (12)")},
+      {"vertical tab among blanks", " \t\v \r\n", parseErrorLine("expected value, got (11)")},
+      {"zero byte", "\0\n"s, parseErrorLine("expected value, got (0)")},
+      {"no-break space", "\xC2\xA0\n", parseErrorLine("expected value, got (-62)")},
+      {"unended object", "{\n", parseErrorLine("unexpected end of input")},
       {"blanks around a message", " \t" + ping(1) + " \t\n", pong(1)},
   });
 }
 
 TEST(ProcessLines, EndsLinesAtLineFeedsAlone) {
   expectLines({
-      {"zero byte", ping(1) + "\0"s + "\n", parseErrorReply("unexpected trailing (0)")},
-      {"vertical tab", ping(1) + "\v" + ping(2) + "\n", parseErrorReply("unexpected trailing (11)")},
+      {"zero byte", ping(1) + "\0"s + "\n", parseErrorLine("unexpected trailing (0)")},
+      {"vertical tab", ping(1) + "\v" + ping(2) + "\n", parseErrorLine("unexpected trailing (11)")},
       {"line separator", ping(1) + "\xE2\x80\xA8" + ping(2) + "\n",
-       parseErrorReply("unexpected trailing (-30)")},
+       parseErrorLine("unexpected trailing (-30)")},
       {"escaped line feed",
        R"({"id": 1, "method": "ping", "x": "\n"})"
        "\n",
        pong(1)},
       {"line feed inside a message", "{\"id\": 1,\n\"method\": \"ping\"}\n",
-       parseErrorReply("unexpected end of input") + parseErrorReply("unexpected trailing ':' (58)")},
+       parseErrorLine("unexpected end of input") + parseErrorLine("unexpected trailing ':' (58)")},
   });
 }
 

@@ -2,6 +2,9 @@
 
 #include "support/waiting.h"
 
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -61,6 +64,25 @@ void ScriptedHost::send(std::string_view bytes) {
 
 void ScriptedHost::reply(std::string_view body) {
   send(framed(body));
+}
+
+void ScriptedHost::waitUntilTaken() const {
+  waitUntil(
+      [this] {
+        int left = 0;
+        return ::ioctl(connection_, SIOCOUTQ, &left) != 0 || left == 0;
+      },
+      "the client to read");
+}
+
+int ScriptedHost::refuseWaiting() {
+  int count = 0;
+  for (pollfd ready{listener_, POLLIN, 0}; ::poll(&ready, 1, 0) > 0; ++count) {
+    const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0) throw std::runtime_error("cannot accept a client that waits");
+    ::close(client);
+  }
+  return count;
 }
 
 void ScriptedHost::close() {

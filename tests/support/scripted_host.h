@@ -26,6 +26,11 @@ class ScriptedHost {
   void send(std::string_view bytes);
   /// Sends a length and that many bytes.
   void reply(std::string_view body);
+  /// Waits until the client has read everything that was sent.
+  void waitUntilTaken() const;
+  /// Lets go of all clients that wait to be accepted; returns how many there were. A connection counts from
+  /// the moment at which the client has asked for it.
+  int refuseWaiting();
   /// Closes the connection, not the listener.
   void close();
   /// Stops listening; later connections are refused.

@@ -61,6 +61,10 @@ std::string contentOf(const std::filesystem::path& file) {
 
 }  // namespace
 
+std::string impatientServer() {
+  return ORVANE_IMPATIENT_SERVER;
+}
+
 ServerProcess::ServerProcess(const ServerOptions& options) {
   const Pipe input = makePipe();
   const Pipe output = makePipe();
@@ -68,7 +72,11 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   const auto use = [&actions](int given, int own, int target) {
-    posix_spawn_file_actions_adddup2(&actions, given >= 0 ? given : own, target);
+    if (given == kClosed) {
+      posix_spawn_file_actions_addclose(&actions, target);
+    } else {
+      posix_spawn_file_actions_adddup2(&actions, given >= 0 ? given : own, target);
+    }
   };
   use(options.standardInput, input.reading, STDIN_FILENO);
   use(options.standardOutput, output.writing, STDOUT_FILENO);
@@ -91,8 +99,10 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
 
 ServerProcess::~ServerProcess() {
   if (!reaped_) {
+    // A stopped process takes no other signal, so it is continued first. Afterwards would be wrong: a leak
+    // checker stops its process by SIGSTOP for its report, and waits for ever when a SIGCONT takes that back.
+    ::kill(pid_, SIGCONT);
     ::kill(pid_, SIGTERM);  // unlike SIGKILL it lets a checker under which the server runs finish its report
-    ::kill(pid_, SIGCONT);  // a stopped process takes no other signal
     waitForEnd();
   }
   closeInput();

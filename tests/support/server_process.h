@@ -6,15 +6,23 @@
 #include <string_view>
 #include <vector>
 
+/// A standard stream that the server is started without.
+inline constexpr int kClosed = -2;
+
 /// How the server is started.
 struct ServerOptions {
   std::string socketFolder;                   ///< becomes its TMPDIR
   std::vector<std::string> arguments = {};    ///< of its command line
   std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
-  int standardInput = -1;    ///< a descriptor to be its standard input instead of a pipe; stays the caller's
+  int standardInput =
+      -1;  ///< a descriptor to be its standard input instead of a pipe; stays the caller's; or kClosed
   int standardOutput = -1;   ///< likewise
   std::string program = {};  ///< to be started instead of the built server
 };
+
+/// The program of a server that waits for the host a second, and then half a second for each piece of its
+/// reply.
+std::string impatientServer();
 
 /// The built server as a child process, with pipes on its streams. Killed and reaped when the object goes.
 class ServerProcess {

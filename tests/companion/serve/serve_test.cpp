@@ -1,6 +1,7 @@
 // `orvane-mcp serve` as a client sees it, in front of the real server and of one that misbehaves on request.
 
 #include "companion/companion_process.h"
+#include "support/replies.h"
 #include "support/scripted_host.h"
 #include "support/waiting.h"
 
@@ -28,14 +29,8 @@ constexpr char kListDocuments[] =
 constexpr char kInitialize[] = R"({"id": 2, "jsonrpc": "2.0", "method": "initialize"})";
 
 std::string lostReply(const std::string& id) {
-  return R"({"error": {"code": -32000, "message": "The server ended before it answered this message. )"
-         R"(The next message goes to a new server."}, "id": )" +
-         id + R"(, "jsonrpc": "2.0"})";
-}
-
-std::string textReply(const std::string& id, const std::string& text) {
-  return R"({"id": )" + id + R"(, "jsonrpc": "2.0", "result": {"content": [{"text": ")" + text +
-         R"(", "type": "text"}]}})";
+  return toolErrorReply(
+      id, "The server ended before it answered this message. The next message goes to a new server.");
 }
 
 /// A host's answer that tells which host gave it.
