@@ -3,6 +3,7 @@
 
 #include "json/json.h"
 #include "payloads.h"
+#include "server/freed_memory.h"
 
 #include <QJsonDocument>
 
@@ -117,6 +118,7 @@ void registerAll(const std::vector<Payload>& payloads) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keepFreedMemory();  // as the server does
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   registerAll(jsonPayloads());

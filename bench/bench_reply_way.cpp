@@ -6,6 +6,7 @@
 #include "mcp/json_rpc.h"
 #include "mcp/transport.h"
 #include "payloads.h"
+#include "server/freed_memory.h"
 #include "server/mcp_server.h"
 #include "tools/tool_handler.h"
 
@@ -135,6 +136,7 @@ std::string setStandardOutputAside() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keepFreedMemory();  // as the server does
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   std::ofstream figures(setStandardOutputAside());

@@ -28,7 +28,7 @@ PROGRAMS = {"OrvaneMCPServer", "orvane-mcp"} if HAS_COMPANION else {"OrvaneMCPSe
 GLIBC = {"libc.so.6", "libm.so.6", "libresolv.so.2", "libdl.so.2", "libpthread.so.0", "librt.so.1"}
 # Compiled into the companion.
 COMPILED_IN = {"libtomlplusplus-dev", "nlohmann-json3-dev"}
-DEPENDENCIES = {"libc6", "libgcc-s1", "libmimalloc2.0", "libqt6core6", "libqt6network6", "libstdc++6"}
+DEPENDENCIES = {"libc6", "libgcc-s1", "libqt6core6", "libqt6network6", "libstdc++6"}
 if HAS_COMPANION:
     DEPENDENCIES.add("libedit2")
 NOTICES = "share/doc/orvane-mcp-server"

@@ -1,4 +1,5 @@
 #include "app/server_body.h"
+#include "server/freed_memory.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -6,6 +7,7 @@
 #include <clocale>
 
 int main(int argc, char** argv) {
+  keepFreedMemory();
   QCoreApplication application(argc, argv);
   // The application object has applied the environment's locale to the C library, where a decimal comma would
   // change how numbers are read and printed.

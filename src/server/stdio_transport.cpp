@@ -3,6 +3,7 @@
 #include "mcp/json_rpc.h"
 #include "mcp/transport.h"
 #include "server/format_filter.h"
+#include "server/freed_memory.h"
 
 #include <fcntl.h>
 #include <sys/select.h>
@@ -42,6 +43,25 @@ bool isBlank(const std::string& line) {
   return line.find_first_not_of(kBlanks) == std::string::npos;
 }
 
+/// Writes `message` and a line feed; what a failed write leaves is lost. Returns the length of both, in
+/// bytes.
+std::size_t writeLine(const json11::Json& message) {
+  std::string text;
+  message.dump(text);
+  text += kLineEnd;
+  std::string_view remaining = text;
+  while (!remaining.empty()) {
+    const ssize_t count = ::write(STDOUT_FILENO, remaining.data(), remaining.size());
+    if (count >= 0) {
+      remaining.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      std::fprintf(stderr, "write(stdout) error: %s\n", std::strerror(errno));
+      break;
+    }
+  }
+  return text.size();
+}
+
 }  // namespace
 
 int run(McpServer& server) {
@@ -77,7 +97,10 @@ bool readAvailable(McpServer& server) {
     server.inputBuffer.append(bytes);
     // A chunk without a line feed completes no line: searching again what is already buffered would make a
     // long line cost the square of its length.
-    if (bytes.find(kLineEnd) != std::string_view::npos) processLines(server);
+    if (bytes.find(kLineEnd) == std::string_view::npos) continue;
+    const std::size_t buffered = server.inputBuffer.size();
+    processLines(server);
+    giveBackMemoryAfter(buffered);
   }
 }
 
@@ -94,17 +117,5 @@ void processLines(McpServer& server) {
 }
 
 void sendMessage(McpServer&, const json11::Json& message) {
-  std::string text;
-  message.dump(text);
-  text += kLineEnd;
-  std::string_view remaining = text;
-  while (!remaining.empty()) {
-    const ssize_t count = ::write(STDOUT_FILENO, remaining.data(), remaining.size());
-    if (count >= 0) {
-      remaining.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      std::fprintf(stderr, "write(stdout) error: %s\n", std::strerror(errno));
-      return;
-    }
-  }
+  giveBackMemoryAfter(writeLine(message));
 }

@@ -24,7 +24,8 @@ OWN_TESTS = {"src/json": ["json_tests"], "src/mcp": ["mcp_tests"], "src/server":
              "src/ipc": ["ipc_tests"], "src/tools": ["tools_tests"]}
 OWN_TESTS_LIMIT_S = 120
 # Then all tests, cheap ones first; the last are those with waits of half a minute.
-STAGES = [["-L", "unit"], ["-L", "process|fuzz-replay", "-LE", "slow"], ["-L", "slow"]]
+STAGES = [["-L", "unit"], ["-L", "process|fuzz-replay", "-LE", "slow"], ["-L", "slow"],
+          ["-R", "^load.memory_given_back$"]]
 TARGETS_OF_NO_INTEREST = ["-DORVANE_BUILD_DEVHOST=OFF", "-DORVANE_BUILD_COMPANION=OFF"]
 
 
