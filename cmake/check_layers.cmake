@@ -18,7 +18,7 @@ set(rooms
   "devhost/document     devhost/code devhost/image"
   "devhost/requests     devhost/document devhost/code devhost/image"
   "devhost              devhost/requests devhost/document"
-  "devhost/demo"
+  "devhost/demo         companion/session companion/common"
   "companion/common"
   "companion/session    companion/common"
   "companion/serve      companion/session companion/common src/json"

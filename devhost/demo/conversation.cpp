@@ -1,4 +1,4 @@
-#include "conversation.h"
+#include "devhost/demo/conversation.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -90,7 +90,7 @@ bool hasText(const Answer& answer) {
 template <typename Check, typename Lines>
 Answer Conversation::ask(const QString& question, const QString& tool, const QJsonObject& arguments,
                          Check check, Lines lines) {
-  Answer answer = server_.call(tool, arguments);
+  Answer answer = callTool(server_, tool, arguments);
   const QStringList shown = answer.error.isEmpty() ? lines(answer) : QStringList{"error: " + answer.error};
   transcript_.exchange(question, callText(tool, arguments), shown, check(answer));
   return answer;
@@ -109,7 +109,7 @@ void Conversation::hold() {
 }
 
 void Conversation::introduce() {
-  const QJsonObject welcome = server_.request("initialize")["result"].toObject();
+  const QJsonObject welcome = resultOf(server_, "initialize");
   const QJsonObject info = welcome["serverInfo"].toObject();
   const QString line =
       QString("%1 %2, protocol %3")
@@ -117,7 +117,7 @@ void Conversation::introduce() {
   transcript_.exchange("Who are you?", "initialize", {line}, info["name"] == "OrvaneMCPServer");
   server_.notify("notifications/initialized");
 
-  const QJsonArray tools = server_.request("tools/list")["result"].toObject()["tools"].toArray();
+  const QJsonArray tools = resultOf(server_, "tools/list")["tools"].toArray();
   QStringList names;
   for (const QJsonValue tool : tools) names << tool["name"].toString();
   transcript_.exchange("What can you do?", "tools/list",
@@ -137,7 +137,7 @@ void Conversation::lookAround() {
 void Conversation::findProcedure() {
   // Names that programs tend to have; a file without symbols has only names that the host made up.
   const QString usual = "handle(Message|Tools|Initialize)|main$|start$|init$";
-  const bool namesAreUsual = hasMembers(server_.call("search_procedures", {{"pattern", usual}}));
+  const bool namesAreUsual = hasMembers(callTool(server_, "search_procedures", {{"pattern", usual}}));
   const Answer found =
       ask("Which procedures sound like a beginning?", "search_procedures",
           {{"pattern", namesAreUsual ? usual : "."}, {"case_sensitive", false}}, hasMembers, memberLines);
@@ -148,7 +148,7 @@ void Conversation::findProcedure() {
   for (const QString& address : names.keys().mid(0, 50)) {
     const bool isFragment = names[address].toString().endsWith(".cold");  // the rare paths of another one
     const auto hasAny = [this, &address](const char* tool) {
-      return !server_.call(tool, {{"procedure", address}}).array().isEmpty();
+      return !callTool(server_, tool, {{"procedure", address}}).array().isEmpty();
     };
     if (isFragment || !hasAny("procedure_callers")) continue;
     address_ = address;

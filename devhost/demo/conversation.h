@@ -1,14 +1,14 @@
 #pragma once
 
-#include "mcp_client.h"
-#include "transcript.h"
+#include "devhost/demo/tool_call.h"
+#include "devhost/demo/transcript.h"
 
 /// Talks with the server about the file that the host has opened: a look around, one procedure from all
 /// sides, some notes set and read back, and one request that the host refuses.
 class Conversation {
  public:
   /// `documentName` is what the host calls the file. Both references must outlive the conversation.
-  Conversation(McpClient& server, Transcript& transcript, const QString& documentName)
+  Conversation(ServerSession& server, Transcript& transcript, const QString& documentName)
       : server_(server), transcript_(transcript), documentName_(documentName) {}
 
   void hold();
@@ -28,7 +28,7 @@ class Conversation {
   Answer ask(const QString& question, const QString& tool, const QJsonObject& arguments, Check check,
              Lines lines);
 
-  McpClient& server_;
+  ServerSession& server_;
   Transcript& transcript_;
   const QString documentName_;
   QString address_;  ///< entry point of the procedure that is looked at

@@ -1,9 +1,9 @@
 // orvane-demo SERVER DEVHOST FILE: opens FILE in the development host, starts the server as a client would,
 // and prints a conversation between the two. Exit status 0 only if every answer is as it should be.
 
-#include "conversation.h"
-#include "mcp_client.h"
-#include "transcript.h"
+#include "companion/session/server_session.h"
+#include "devhost/demo/conversation.h"
+#include "devhost/demo/transcript.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <string>
 
 namespace {
 
@@ -50,14 +51,17 @@ int main(int argc, char** argv) {
 
   QProcess host;
   if (!startHost(host, arguments[2], arguments[3])) return fail("the development host did not start");
-  McpClient server;
-  if (!server.start(arguments[1])) return fail("the server did not start");
+  std::string error;
+  const QString program = QFileInfo(arguments[1]).absoluteFilePath();
+  const auto server =
+      ServerSession::start(program.toStdString(), ServerChild::Diagnostics::kInherited, error);
+  if (!server) return fail(error.c_str());
 
   Transcript transcript(isatty(STDOUT_FILENO) == 1);
   const QFileInfo file(arguments[3]);
   transcript.title(
       QString("An assistant's view of %1 (%2 KiB)").arg(file.fileName()).arg(file.size() / 1024));
-  Conversation(server, transcript, file.fileName()).hold();
+  Conversation(*server, transcript, file.fileName()).hold();
 
   host.terminate();
   host.waitForFinished(kEndLimitMs);

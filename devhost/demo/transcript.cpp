@@ -1,4 +1,4 @@
-#include "transcript.h"
+#include "devhost/demo/transcript.h"
 
 #include <QTextStream>
 
