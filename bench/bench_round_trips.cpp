@@ -31,6 +31,7 @@ measures
   calls   lines one at a time, each after the last one's reply
   burst   all lines written at once
   start   from the start of the program to its first reply, and its memory then
+  stays   lines one at a time, then the memory that the program still holds after --seconds of silence
   idle    processor time and context switches while nothing happens, before and after end of input
 options
   --host PROGRAM   is started first, and prints a line when it is ready
@@ -41,7 +42,7 @@ options
   --count N        how many requests (1000), or starts
   --warm N         how many requests before them, not counted (0)
   --times N        how many bursts (1)
-  --seconds N      how long to be idle, each time (1)
+  --seconds N      how long to be silent, each time (1)
 )";
 
 struct Options {
@@ -244,6 +245,19 @@ void measureStart(const Options& options) {
               quantile(times, 0.5), quantile(resident, 0.5));
 }
 
+void measureStays(const Options& options) {
+  ChildProcess program(options.program);
+  warmUp(options, program);
+  const long before = statusOf(program.id(), "VmRSS");
+  for (const std::string& line : requestLines(options, options.warm + 1, options.count))
+    program.exchange(line, 1);
+  std::this_thread::sleep_for(std::chrono::seconds(options.seconds));
+  const long after = statusOf(program.id(), "VmRSS");
+  std::printf(R"({"before_kib":%ld,"stays_kib":%ld,"reply_bytes":%zu})"
+              "\n",
+              before, after - before, program.lastReplySize());
+}
+
 /// What `process` does in `seconds` of silence, once it has come to rest.
 Activity activityDuring(pid_t process, long seconds) {
   std::this_thread::sleep_for(kSettlingTime);
@@ -270,8 +284,11 @@ struct Measure {
   std::string_view name;
   void (*take)(const Options& options);
 };
-constexpr Measure kMeasures[] = {
-    {"calls", measureCalls}, {"burst", measureBurst}, {"start", measureStart}, {"idle", measureIdle}};
+constexpr Measure kMeasures[] = {{"calls", measureCalls},
+                                 {"burst", measureBurst},
+                                 {"start", measureStart},
+                                 {"stays", measureStays},
+                                 {"idle", measureIdle}};
 
 const Measure& measureCalled(const std::string& name) {
   const auto* found = std::find_if(std::begin(kMeasures), std::end(kMeasures),

@@ -12,13 +12,10 @@ MIB = 1 << 20
 
 SERVER = "OrvaneMCPServer"
 C_RELAY = "C relay"
-QT_RELAY = "Qt relay"
 QT_FLOOR = "Qt floor"
-SDK = "TypeScript SDK, same tools"
-REFERENCE = "TypeScript SDK, reference server"
+SDK = "TypeScript SDK"
 COMPANION = "orvane-mcp serve"
 
-REFERENCE_PROGRAM = "node_modules/@modelcontextprotocol/server-everything/dist/index.js"
 PEER_FILES = ["package.json", "package-lock.json", ".npmrc", "same_tools_server.mjs"]
 
 
@@ -51,12 +48,10 @@ def install_peers(source, target):
 def find_subjects(build, catalogue_file):
     """The subjects of the build folder `build` by name, and why others are missing: {name: reason}."""
     server = build / "src/app/OrvaneMCPServer"
-    relay = str(build / "bench/qt_relay")
     subjects = {
         SERVER: Subject([str(server)], "mcp"),
         C_RELAY: Subject([str(build / "bench/c_relay")], "host"),
-        QT_RELAY: Subject([relay], "host"),
-        QT_FLOOR: Subject([relay, "--floor"], "host"),
+        QT_FLOOR: Subject([str(build / "bench/qt_floor")], "host"),
     }
     missing = {}
     companion = build / "companion/orvane-mcp"
@@ -67,10 +62,9 @@ def find_subjects(build, catalogue_file):
     peers = build / "peers"
     reason = install_peers(pathlib.Path(__file__).parent / "peers", peers)
     if reason:
-        missing[SDK] = missing[REFERENCE] = reason
+        missing[SDK] = reason
     else:
         subjects[SDK] = Subject(["node", str(peers / "same_tools_server.mjs"), str(catalogue_file)], "mcp")
-        subjects[REFERENCE] = Subject(["node", str(peers / REFERENCE_PROGRAM), "stdio"], "reference")
     return subjects, missing
 
 
@@ -89,6 +83,7 @@ SMALL_CALL = Question("current_address")
 NAMES = Question("list_procedures")
 DESCRIPTIONS = Question("list_procedure_info")
 LISTING = Question("procedure_assembly", {"procedure": "main"})
+ESCAPED_LINE = Question("set_comment", {"address": "0x401000", "comment": "\u00e9@FILL@"})  # sent as \\u00e9
 LONG_LINE = Question("set_comment", {"address": "0x401000", "comment": "@FILL@"})
 
 INITIALIZE = {"protocolVersion": "2025-03-26", "capabilities": {}, "clientInfo": {"name": "bench", "version": "1"}}
@@ -98,6 +93,10 @@ INITIALIZED = '{"jsonrpc":"2.0","method":"notifications/initialized"}'
 def names_of(members):
     """A call whose reply has that many members: the benchmark's host reads the number from the pattern."""
     return Question("search_procedures", {"pattern": str(members), "case_sensitive": True})
+
+
+# So many members are a reply of 64 MB.
+REPLY_OF_64_MB = 2_100_000
 
 
 def compact(value):
@@ -116,8 +115,6 @@ def line_for(question, dialect, requests):
                         "request": request["selector"]})
     if question.tool is None:
         return mcp_line("tools/list", {})
-    if dialect == "reference":  # has tools of its own: its echo stands for the small call
-        return mcp_line("tools/call", {"name": "echo", "arguments": {"message": "0x401000"}})
     return mcp_line("tools/call", {"name": question.tool, "arguments": question.arguments})
 
 
@@ -145,27 +142,31 @@ class Measure:
 
 
 ROUND_TRIPS = [
-    Measure("small call", "calls", SMALL_CALL, [SERVER, C_RELAY, QT_RELAY, SDK, REFERENCE, COMPANION],
+    Measure("small call", "calls", SMALL_CALL, [SERVER, C_RELAY, QT_FLOOR, SDK, COMPANION],
             {"count": 4000, "warm": 1000}, {"count": 1500, "warm": 500}),
-    Measure("tool list", "calls", TOOL_LIST, [SERVER, SDK, REFERENCE], {"count": 1000, "warm": 500},
+    Measure("tool list", "calls", TOOL_LIST, [SERVER, SDK], {"count": 1000, "warm": 500},
             {"count": 300, "warm": 200}),
-    Measure("10,000 calls at once", "burst", SMALL_CALL, [SERVER, C_RELAY, QT_RELAY],
+    Measure("10,000 calls at once", "burst", SMALL_CALL, [SERVER, C_RELAY, QT_FLOOR],
             {"count": 10000, "warm": 500}, extra=[SDK]),
-    Measure("3 MB object", "calls", NAMES, [SERVER, QT_RELAY, QT_FLOOR], {"count": 5, "warm": 2},
-            {"count": 3, "warm": 1}, extra=[SDK]),
-    Measure("8 MB array", "calls", DESCRIPTIONS, [SERVER, QT_RELAY, QT_FLOOR], {"count": 3, "warm": 1},
-            {"count": 1, "warm": 1}),
-    Measure("220 KB string", "calls", LISTING, [SERVER, QT_RELAY, QT_FLOOR], {"count": 100, "warm": 20},
+    Measure("220 KB of assembly", "calls", LISTING, [SERVER, QT_FLOOR], {"count": 100, "warm": 20},
             {"count": 40, "warm": 10}, extra=[SDK]),
-    Measure("start-up", "start", None, [SERVER, C_RELAY, QT_RELAY, SDK, REFERENCE], {"count": 3}, {"count": 2}),
-    Measure("memory, 3 MB object", "calls", NAMES, [SERVER, QT_FLOOR], {"count": 1}),
-    Measure("memory, 8 MB array", "calls", DESCRIPTIONS, [SERVER, QT_FLOOR], {"count": 1}),
-    Measure("memory, 220 KB string", "calls", LISTING, [SERVER, QT_FLOOR], {"count": 1}),
-    Measure("memory, 64 MiB line", "calls", LONG_LINE, [SERVER, QT_FLOOR], {"count": 1, "fill": 64 * MIB}, None),
+    Measure("3 MB of names", "calls", NAMES, [SERVER, QT_FLOOR], {"count": 5, "warm": 2},
+            {"count": 3, "warm": 1}, extra=[SDK]),
+    Measure("8 MB of infos", "calls", DESCRIPTIONS, [SERVER, QT_FLOOR], {"count": 3, "warm": 1},
+            {"count": 1, "warm": 1}, extra=[SDK]),
+    Measure("start", "start", None, [SERVER, C_RELAY, QT_FLOOR, SDK], {"count": 5}, {"count": 2}),
+    Measure("peak, 220 KB of assembly", "calls", LISTING, [SERVER, QT_FLOOR], {"count": 1}),
+    Measure("peak, 3 MB of names", "calls", NAMES, [SERVER, QT_FLOOR], {"count": 1}),
+    Measure("peak, 8 MB of infos", "calls", DESCRIPTIONS, [SERVER, QT_FLOOR], {"count": 1}),
+    Measure("64 MiB line", "calls", LONG_LINE, [SERVER, QT_FLOOR], {"count": 1, "fill": 64 * MIB}, None),
+    Measure("64 MiB line with an escape", "calls", ESCAPED_LINE, [SERVER, COMPANION],
+            {"count": 1, "fill": 64 * MIB}, None),
+    Measure("after a 64 MB reply", "stays", names_of(REPLY_OF_64_MB), [SERVER], {"count": 1, "warm": 0}, None),
+    Measure("after six 64 MB replies", "stays", names_of(REPLY_OF_64_MB), [SERVER], {"count": 6, "warm": 0}, None),
     Measure("idle", "idle", SMALL_CALL, [SERVER], {"count": 100, "seconds": 1}),
 ]
 
-# Series of growing sizes: each step of four times the size is judged.
+# Series of growing sizes.
 LINE_SIZES = [1 * MIB, 4 * MIB, 16 * MIB, 64 * MIB]
 MEMBER_COUNTS = [10_000, 40_000, 160_000, 250_000, 1_000_000]
 MESSAGE_COUNTS = [1, 4, 16, 64, 256, 1024, 4096, 16_384, 25_000, 100_000]

@@ -1,22 +1,27 @@
 #!/usr/bin/env python3
-"""run_bench.py [quick] [--build FOLDER]
+"""run_bench.py [quick] [--build FOLDER] [--write-document]
 
 Runs every benchmark of a build folder (build/bench) in rounds, all programs once a round, so that a slow moment of
-the machine meets all of them. Prints what the server is to reach beside the medians of the ratios, and writes the
-table, charts and all figures to FOLDER/report. In full it takes less than 10 minutes, quick about one minute.
+the machine meets all of them. Writes the figures, the page that they make and its charts to FOLDER/report, prints the
+page, and ends with status 1 if a threshold of targets.py was passed beyond the spread. With --write-document the
+figures, the page and the charts also replace those in docs/. A full run takes about 10 minutes, a quick one about one.
 """
 
 import argparse
 import json
 import os
 import pathlib
+import platform
+import shutil
 import subprocess
 import sys
 import tempfile
 import time
 
+import charts
+import document
+import figures as statistics_of
 import measures
-import report
 import targets
 from measures import SERVER
 from read_catalogue import read_catalogue
@@ -26,6 +31,11 @@ QUICK_ROUNDS = 2
 # Least time for each JSON benchmark in a round, in seconds.
 FULL_JSON_TIME = 0.05
 QUICK_JSON_TIME = 0.01
+
+TOP = pathlib.Path(__file__).parents[1]
+DOCS = TOP / "docs"
+FIGURES = "performance_figures.json"
+CHARTS = pathlib.Path("images/performance")
 
 JSON_BENCHMARKS = ["bench_json", "bench_reply_way"]
 
@@ -39,9 +49,12 @@ class Parser(argparse.ArgumentParser):
 def read_options():
     parser = Parser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("extent", nargs="?", choices=["full", "quick"], default="full")
-    parser.add_argument("--build", type=pathlib.Path, default=pathlib.Path(__file__).parents[1] / "build/bench")
+    parser.add_argument("--build", type=pathlib.Path, default=TOP / "build/bench")
+    parser.add_argument("--write-document", action="store_true")
     options = parser.parse_args()
     options.build = options.build.resolve()
+    if options.write_document and options.extent == "quick":
+        parser.error("the document is written from a full run only")
     driver = options.build / "bench/bench_round_trips"
     if not driver.exists():
         parser.error(f"there are no benchmarks in {options.build}")
@@ -117,24 +130,54 @@ class Run:
             del self.subjects[subject]
 
 
+def machine():
+    """The processor's model, the cores and the memory: absolute times mean little without them."""
+    model = platform.machine()
+    for line in pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8").splitlines():
+        if line.startswith("model name"):
+            model = line.split(":", 1)[1].strip()
+            break
+    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
+    return f"{model}, {os.cpu_count()} cores, {memory:.0f} GiB"
+
+
+def write_page(folder, run, facts):
+    """The figures, the page and the charts, into `folder` as they lie in docs/. Returns the page."""
+    statistics_of.save(folder / FIGURES, run.figures, facts)
+    kept, _ = statistics_of.load(folder / FIGURES)
+    template = (pathlib.Path(__file__).parent / "performance_template.md").read_text(encoding="utf-8")
+    page = document.rendered(template, kept, facts)
+    (folder / "performance.md").write_text(page, encoding="utf-8")
+    if shutil.which("gnuplot"):
+        charts.draw_all(folder / CHARTS, kept, run.series)
+    else:
+        print("No charts: gnuplot is not installed.", file=sys.stderr)
+    return page
+
+
 def main():
     options = read_options()
     quick = options.extent == "quick"
-    folder = options.build / "report"
-    folder.mkdir(exist_ok=True)
     start = time.monotonic()
     rounds = QUICK_ROUNDS if quick else FULL_ROUNDS
     with tempfile.TemporaryDirectory(prefix="orv", dir="/tmp") as sockets:
         os.environ["TMPDIR"] = sockets
-        run = Run(options.build, quick, folder)
+        run = Run(options.build, quick, pathlib.Path(sockets))
         for number in range(rounds):
             print(f"round {number + 1} of {rounds}, {time.monotonic() - start:.0f} s", file=sys.stderr, flush=True)
             run.round()
-    verdicts = targets.verdicts(run.figures, run.series)
-    remark = (f"{'Quick' if quick else 'Full'} run: medians of {rounds} rounds, {time.monotonic() - start:.0f} s; "
-              "every program pinned to one core with its driver and host.")
-    print(report.write_report(folder, run.figures, verdicts, run.series, run.missing, remark))
-    print(f"Report: {folder / 'report.md'}")
+    for name, reason in run.missing.items():
+        print(f"{name}: not measured, since {reason}.", file=sys.stderr)
+    facts = {"machine": machine(), "rounds": rounds}
+    report = options.build / "report"
+    report.mkdir(exist_ok=True)
+    print(write_page(report, run, facts))
+    if options.write_document:
+        write_page(DOCS, run, facts)
+    passed = list(targets.regressions(run.figures, run.series))
+    for line in passed:
+        print(f"run_bench.py: {line}", file=sys.stderr)
+    sys.exit(1 if passed else 0)
 
 
 if __name__ == "__main__":

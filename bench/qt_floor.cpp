@@ -1,10 +1,7 @@
-// qt_relay [--floor]: what a program between standard input and the host's socket costs in Qt: an application
-// object, a thread that reads the lines, one QLocalSocket, waits that block. A line goes to the socket, a
-// length-prefixed reply comes back and leaves as a line.
-//
-// --floor also takes request and reply through the Qt types that the host channel deals in: the request is a
-// QJsonDocument printed compactly; the reply is parsed, its result printed compactly, held as a QString and
-// encoded to UTF-8 again.
+// qt_floor: the least that a Qt program does which performs the exchange with the host as the server must: an
+// application object, a thread that reads the lines, one QLocalSocket with waits that block; the request is a
+// QJsonDocument printed compactly, the reply is parsed, its result printed compactly, held as a QString and
+// encoded to UTF-8 again. It knows no MCP: a line is a request, a line comes back.
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -27,22 +24,6 @@ constexpr int kWaitMs = 30000;             // for the host, at each step
 
 // --- the bytes in between ---
 
-/// What is done to a request line and to a reply on their way.
-struct Passage {
-  QByteArray (*request)(QByteArray line);
-  QByteArray (*reply)(QByteArray bytes);
-};
-
-QByteArray unchanged(QByteArray bytes) {
-  return bytes;
-}
-
-// NOLINTBEGIN(performance-unnecessary-value-param): one signature with unchanged(), which passes on what it
-// is given.
-QByteArray printedRequest(QByteArray line) {
-  return QJsonDocument::fromJson(line).toJson(QJsonDocument::Compact);
-}
-
 QString resultText(const QJsonValue& result) {
   if (result.isString()) return result.toString();
   const QJsonDocument document =
@@ -50,16 +31,11 @@ QString resultText(const QJsonValue& result) {
   return QString::fromUtf8(document.toJson(QJsonDocument::Compact));
 }
 
-QByteArray encodedResult(QByteArray bytes) {
-  QByteArray text = resultText(QJsonDocument::fromJson(bytes).object()["result"]).toUtf8();
+QByteArray encodedResult(const QByteArray& reply) {
+  QByteArray text = resultText(QJsonDocument::fromJson(reply).object()["result"]).toUtf8();
   text.replace('\n', ' ');  // the reader takes one line for one reply
   return text;
 }
-
-// NOLINTEND(performance-unnecessary-value-param)
-
-constexpr Passage kRelay = {unchanged, unchanged};
-constexpr Passage kFloor = {printedRequest, encodedResult};
 
 // --- the way there and back ---
 
@@ -74,8 +50,8 @@ bool readExactly(QLocalSocket& host, char* buffer, qint64 count) {
   return true;
 }
 
-QByteArray exchange(QLocalSocket& host, const QByteArray& request) {
-  host.write(request);
+QByteArray exchange(QLocalSocket& host, const QByteArray& line) {
+  host.write(QJsonDocument::fromJson(line).toJson(QJsonDocument::Compact));
   host.write("\n");
   host.flush();
   host.waitForReadyRead(kWaitMs);
@@ -96,7 +72,7 @@ void writeLine(QByteArray text) {
   }
 }
 
-void relayLines(const Passage& passage) {
+void answerLines() {
   QLocalSocket host;
   host.connectToServer(ORVANE_SERVICE_NAME, QIODevice::ReadWrite);
   std::string pending;
@@ -109,7 +85,7 @@ void relayLines(const Passage& passage) {
     std::size_t end = pending.find('\n', searched);
     while (end != std::string::npos) {
       const QByteArray line(pending.data() + begin, static_cast<qsizetype>(end - begin));
-      writeLine(passage.reply(exchange(host, passage.request(line))));
+      writeLine(encodedResult(exchange(host, line)));
       begin = end + 1;
       end = pending.find('\n', begin);
     }
@@ -120,16 +96,13 @@ void relayLines(const Passage& passage) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool floor = argc == 2 && std::string_view(argv[1]) == "--floor";
-  if (argc > 1 && !floor) {
-    std::fputs("qt_relay: takes nothing or --floor\n", stderr);
+  if (argc > 1) {
+    std::fputs("qt_floor: takes no arguments\n", stderr);
     return 2;
   }
   QCoreApplication application(argc, argv);
   QThread thread;
-  QObject::connect(
-      &thread, &QThread::started, &thread, [floor] { relayLines(floor ? kFloor : kRelay); },
-      Qt::DirectConnection);
+  QObject::connect(&thread, &QThread::started, &thread, answerLines, Qt::DirectConnection);
   QObject::connect(&thread, &QThread::started, &application, &QCoreApplication::quit);
   thread.start(QThread::InheritPriority);
   const int status = QCoreApplication::exec();
