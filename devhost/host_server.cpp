@@ -3,10 +3,18 @@
 #include "devhost/requests/selectors.h"
 
 #include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QLocalSocket>
 #include <QTimer>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -14,24 +22,53 @@
 
 namespace {
 
-/// How long a host that is there may take to accept a connection, in milliseconds.
-constexpr int kConnectWaitMs = 1000;
-
 /// Connections that may wait to be accepted while a request is in work.
 constexpr int kListenBacklog = 128;
 
 /// What is read ahead of the request in work, in bytes.
 constexpr qint64 kReadAheadBytes = qint64{1} << 20;
 
-bool isServed(const QString& serviceName) {
-  QLocalSocket socket;
-  socket.connectToServer(serviceName);
-  return socket.waitForConnected(kConnectWaitMs);
-}
-
 /// Where Qt puts the socket of a service.
 QString socketPathOf(const QString& serviceName) {
-  return QDir::isAbsolutePath(serviceName) ? serviceName : QDir(QDir::tempPath()).filePath(serviceName);
+  return QDir(QDir::tempPath()).filePath(serviceName);
+}
+
+/// What a connection to the socket at `path` comes to: 0, or the error's number.
+int errorOfConnecting(const QByteArray& path) {
+  sockaddr_un address{};
+  if (path.size() >= static_cast<qsizetype>(sizeof address.sun_path)) return ENAMETOOLONG;
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, path.constData(), static_cast<std::size_t>(path.size()));
+  // Does not wait: a host whose queue is full is there all the same.
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (descriptor < 0) return errno;
+  const int result = connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  const int error = result == 0 ? 0 : errno;
+  close(descriptor);
+  return error;
+}
+
+/// Makes sure that nothing lies at `path`, by removing a socket that nobody listens on any more. Everything
+/// else stays as it is: false then, with the reason in `error`.
+bool clearPath(const QString& path, QString& error) {
+  const QByteArray name = QFile::encodeName(path);
+  struct stat status {};
+  if (lstat(name.constData(), &status) != 0) return true;
+  if (!S_ISSOCK(status.st_mode)) {
+    error = QStringLiteral("cannot serve %1: there is something else than a socket").arg(path);
+    return false;
+  }
+  const int failure = errorOfConnecting(name);
+  if (failure == ECONNREFUSED) {
+    unlink(name.constData());
+    return true;
+  }
+  // A queue without room shows as EAGAIN.
+  error =
+      failure == 0 || failure == EAGAIN
+          ? QStringLiteral("another host already serves %1").arg(path)
+          : QStringLiteral("cannot serve %1: %2").arg(path, QString::fromLocal8Bit(std::strerror(failure)));
+  return false;
 }
 
 }  // namespace
@@ -108,16 +145,14 @@ bool HostServer::listen(const QString& serviceName, QString& error) {
   const QString path = socketPathOf(serviceName);
   lock_ = std::make_unique<QLockFile>(path + QStringLiteral(".lock"));
   lock_->setStaleLockTime(0);
-  if (!lock_->tryLock(0) && lock_->error() == QLockFile::LockFailedError) {
-    error = QStringLiteral("another host already serves %1").arg(path);
+  if (!lock_->tryLock(0)) {
+    error = lock_->error() == QLockFile::LockFailedError
+                ? QStringLiteral("another host already serves %1").arg(path)
+                : QStringLiteral("cannot serve %1: its lock %1.lock cannot be taken").arg(path);
     return false;
   }
   // A host of another kind takes no lock.
-  if (isServed(serviceName)) {
-    error = QStringLiteral("another host already serves %1").arg(path);
-    return false;
-  }
-  QLocalServer::removeServer(serviceName);
+  if (!clearPath(path, error)) return false;
   if (server_.listen(serviceName)) return true;
   error = QStringLiteral("cannot serve %1: %2").arg(path, server_.errorString());
   return false;

@@ -32,8 +32,9 @@ class HostServer : public QObject {
   explicit HostServer(DocumentList& documents);
   ~HostServer() override;
 
-  /// Begins to serve as `serviceName`, for the user of this process alone. Removes a socket that a dead host
-  /// left behind; refuses while a live one serves. False on failure, with one line in `error`.
+  /// Begins to serve as `serviceName`, the name of a file in the folder of sockets, for the user of this
+  /// process alone. Removes a socket that a dead host left behind, and nothing else; refuses while a live one
+  /// serves. False on failure, with one line in `error`.
   bool listen(const QString& serviceName, QString& error);
 
   /// Where clients connect to.

@@ -123,7 +123,12 @@ int main(int argc, char** argv) {
     complain(QStringLiteral("no FILE is given; see --help"));
     return kWrongUsage;
   }
+  const QString serviceName = parser.value(service);
+  if (serviceName.isEmpty() || serviceName.contains(u'/')) {
+    complain(QStringLiteral("--service takes the name of a service, not \"%1\"").arg(serviceName));
+    return kWrongUsage;
+  }
   DocumentList documents;
   if (!openAll(parser.positionalArguments(), documents)) return kWrongUsage;
-  return serve(parser.value(service), documents);
+  return serve(serviceName, documents);
 }

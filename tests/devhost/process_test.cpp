@@ -239,17 +239,63 @@ TEST_F(Starting, RemovesTheSocketOfAHostThatWasKilled) {
             QStringLiteral("orvane-devhost: serving 1 document as ") + socketPath());
 }
 
-TEST_F(Starting, RefusesWhereAHostOfAnotherKindListens) {
-  const QByteArray path = socketPath().toUtf8();
+/// A descriptor that listens at `path` as a host of another kind does, and lets `backlog` clients wait.
+int listenAt(const QString& path, int backlog) {
+  const QByteArray name = path.toUtf8();
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path.constData(), static_cast<std::size_t>(path.size()));
+  std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
   const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(listen(listener, 5), 0);
+  EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(listen(listener, backlog), 0);
+  return listener;
+}
+
+TEST_F(Starting, RefusesWhereAHostOfAnotherKindListens) {
+  const int listener = listenAt(socketPath(), 5);
   EXPECT_EQ(host_.run({samplePath()}), 1);
   EXPECT_TRUE(QFileInfo::exists(socketPath()));
   close(listener);
+}
+
+TEST_F(Starting, LeavesTheSocketToAHostThatIsTooBusyToAccept) {
+  const int listener = listenAt(socketPath(), 0);
+  const RawClient waiting(socketPath());
+  EXPECT_EQ(host_.run({samplePath()}), 1);
+  EXPECT_EQ(host_.standardError(),
+            QStringLiteral("orvane-devhost: another host already serves %1\n").arg(socketPath()).toUtf8());
+  EXPECT_TRUE(QFileInfo::exists(socketPath()));
+  close(listener);
+}
+
+TEST_F(Starting, LeavesEverythingThatIsNoSocket) {
+  const QString file = folder_.write("precious.txt", "precious");
+  ASSERT_TRUE(QFile::link(folder_.path("nowhere"), folder_.path("link")));
+  ASSERT_TRUE(QDir(folder_.path()).mkdir("folder"));
+  for (const char* name : {"precious.txt", "link", "folder"}) {
+    DevhostProcess host(folder_.path());
+    EXPECT_EQ(host.run({"--service", name, samplePath()}), 1);
+    EXPECT_EQ(host.standardError(),
+              QStringLiteral("orvane-devhost: cannot serve %1: there is something else than a socket\n")
+                  .arg(folder_.path(name))
+                  .toUtf8());
+  }
+  EXPECT_EQ(readFile(file), "precious");
+  EXPECT_TRUE(QFileInfo(folder_.path("link")).isSymLink());
+  EXPECT_TRUE(QFileInfo(folder_.path("folder")).isDir());
+}
+
+TEST_F(Starting, TakesNoPathForAName) {
+  const QString file = folder_.write("precious.txt", "precious");
+  for (const QString& name : {file, QStringLiteral("./precious.txt"), QStringLiteral("/"), QString("")}) {
+    DevhostProcess host(folder_.path());
+    EXPECT_EQ(host.run({"--service", name, samplePath()}), 2) << qPrintable(name);
+    EXPECT_EQ(host.standardError(),
+              QStringLiteral("orvane-devhost: --service takes the name of a service, not \"%1\"\n")
+                  .arg(name)
+                  .toUtf8());
+  }
+  EXPECT_EQ(readFile(file), "precious");
 }
 
 TEST_F(Starting, EndsWithStatusTwoAndOneLineForWhatItCannotOpen) {
