@@ -68,14 +68,15 @@ def after_a_large_line(watched):
 
 
 def main():
+    program = sys.argv[1]
     wrong = 0
-    with SocketFolder() as folder, ScriptedHost(folder, answer):
+    with SocketFolder() as folder, ScriptedHost(program, folder, answer):
         for messages in (after_large_replies, after_a_large_line):
-            with Server(sys.argv[1], folder) as server:
+            with Server(program, folder) as server:
                 for what, kept in messages(Watched(server)):
                     print(f"after {what}: {kept:.1f} MiB more than idle")
                     wrong += kept > ALLOWED_MIB
-        with Server(sys.argv[1], folder) as server:
+        with Server(program, folder) as server:
             watched = Watched(server)
             size = watched.ask("list_procedure_size")
             kept = watched.settled()
