@@ -10,10 +10,16 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
 
 namespace {
 
@@ -93,6 +99,12 @@ TEST_P(EndingSignal, DoesWhatItDoesByDefault) {
 INSTANTIATE_TEST_SUITE_P(Each, EndingSignal, testing::Values(SIGHUP, SIGINT, SIGTERM),
                          [](const auto& test) { return std::string(sigabbrev_np(test.param)); });
 
+TEST(StandardInput, ThatIsClosedAtTheStartLeavesASilentIdleProcess) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path(), .standardInput = kClosed});
+  expectSilentAndIdle(server);
+}
+
 TEST(StandardInput, ThatIsAFolderIsReportedAndTheProcessLives) {
   const TemporaryFolder folder;
   const int descriptor = ::open(folder.path().c_str(), O_RDONLY | O_CLOEXEC);
@@ -130,6 +142,63 @@ TEST(StandardOutput, ThatIsFullIsReportedForEachMessageAndTheProcessLives) {
   EXPECT_TRUE(server.isAlive());
   ::close(full);
 }
+
+// --- threads and memory ---
+
+/// How long each thread of a process has run, in nanoseconds, by the thread's number.
+std::map<pid_t, long> runTimes(pid_t process) {
+  std::map<pid_t, long> times;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+    std::ifstream(task.path() / "schedstat") >> times[std::stoi(task.path().filename())];
+  }
+  return times;
+}
+
+TEST_F(ProcessWithHost, WorksOnOneThreadBesideTheMainOneWhichSleeps) {
+  EXPECT_EQ(replyFor(1, success("done")), textReply(1, "done"));
+  server_.waitUntilIdle();
+  std::map<pid_t, long> before = runTimes(server_.pid());
+  for (int id = 2; id < 22; ++id) {
+    EXPECT_EQ(replyFor(id, success("done")), textReply(id, "done"));
+    EXPECT_EQ(server_.ask(pingLine(id)), unknownMethodReply(id, "ping"));
+  }
+  server_.waitUntilIdle();
+  std::map<pid_t, long> after = runTimes(server_.pid());
+  EXPECT_EQ(after[server_.pid()], before[server_.pid()]) << "the main thread has worked";
+  before.erase(server_.pid());
+  after.erase(server_.pid());
+#if defined(__SANITIZE_THREAD__)
+  EXPECT_EQ(after.size(), 2U);  // one is the sanitizer's
+#else
+  EXPECT_EQ(after.size(), 1U);
+#endif
+  bool worked = false;
+  for (const auto& [thread, time] : after) worked = worked || time > before[thread];
+  EXPECT_TRUE(worked);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need all addresses for themselves
+TEST(Process, EndsWhenAnAllocationFails) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  EXPECT_EQ(server.ask(kInitialize), kWelcome);
+  constexpr rlim_t kLimit = 64 << 20;
+  const rlimit limit{kLimit, kLimit};  // less than is mapped already: nothing more can be
+  ASSERT_EQ(::prlimit(server.pid(), RLIMIT_AS, &limit, nullptr), 0);
+  const std::string piece(1 << 16, 'x');
+  ::signal(SIGPIPE, SIG_IGN);  // of this process: a write that fails is what the test waits for
+  EXPECT_THROW(
+      {
+        for (int i = 0; i < 4096; ++i) server.write(piece);
+      },
+      std::runtime_error)
+      << "a server without memory has taken 256 MiB";
+  const int status = server.waitForEnd();
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGABRT);
+  EXPECT_EQ(server.pendingOutput(), "");
+}
+#endif
 
 // --- pieces ---
 

@@ -86,8 +86,16 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
   std::vector<std::string> arguments = {program};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = environmentFor(options);
-  const int failure = posix_spawn(&pid_, program.c_str(), &actions, nullptr, pointers(arguments).data(),
+  // Whatever the test or its caller ignores, as nohup does, is not the server's inheritance.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t all;
+  sigfillset(&all);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  const int failure = posix_spawn(&pid_, program.c_str(), &actions, &attributes, pointers(arguments).data(),
                                   pointers(environment).data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   for (const int theirs : {input.reading, output.writing, error.writing}) ::close(theirs);
   input_ = input.writing;
