@@ -5,18 +5,17 @@
 //
 // FILE is an executable with symbols and a `main`. Prints one line a check; exit status 1 if one failed, 2 for usage.
 
-import { fork, spawn } from 'node:child_process';
+import { fork } from 'node:child_process';
 import { once } from 'node:events';
-import { copyFileSync, mkdirSync, mkdtempSync, readFileSync, realpathSync, rmSync } from 'node:fs';
+import { copyFileSync, mkdirSync, readFileSync, realpathSync } from 'node:fs';
 import { basename, join, resolve } from 'node:path';
-import { createInterface } from 'node:readline';
 import { parseArgs } from 'node:util';
+import { startDevelopmentHost } from './support/development_host.mjs';
 import { keepDocument } from './support/document.mjs';
-import { processesIn } from './support/processes.mjs';
 import { listOfNotices, tableOfClients } from './support/results.mjs';
+import { endProcessesIn, makeRunFolder, removeRunFolder, removeRunFoldersOnSignals } from './support/run_folders.mjs';
 
 const kProgramLimitMs = 240000;
-const kStopSignals = ['SIGINT', 'SIGTERM', 'SIGHUP'];
 const kFolder = import.meta.dirname;
 
 function refuse(reason) {
@@ -46,38 +45,6 @@ function readArguments() {
   return { server, companion, devhost, file, ...parsed.values, screenshot: screenshot && resolve(screenshot) };
 }
 
-/// Starts the development host in `folder` and waits for the line that says that it serves.
-async function startDevelopmentHost(devhost, file, folder) {
-  const host = spawn(devhost, [file], {
-    cwd: folder,
-    env: { ...process.env, TMPDIR: folder },
-    stdio: ['ignore', 'pipe', 'inherit'],
-  });
-  for await (const line of createInterface({ input: host.stdout })) {
-    const served = /^orvane-devhost: serving 1 documents? as (.*)$/.exec(line);
-    if (served !== null) return { host, socketName: basename(served[1]) };
-  }
-  throw new Error('The development host has ended before it served');
-}
-
-async function ended(child) {
-  const [status] = await once(child, 'exit');
-  return status;
-}
-
-/// Ends every process that still works in `folder`; returns how many there were.
-function endProcessesIn(folder) {
-  const left = processesIn(folder);
-  for (const pid of left) {
-    try {
-      process.kill(pid, 'SIGKILL');
-    } catch {
-      // It has ended meanwhile.
-    }
-  }
-  return left.length;
-}
-
 /// Runs one program; returns `{checks, notices, outcome, endingMs, add}`.
 async function runProgram(label, client, setting) {
   const result = { checks: [], notices: [], outcome: undefined, endingMs: undefined };
@@ -100,24 +67,14 @@ async function runProgram(label, client, setting) {
     if ('endingMs' in message) result.endingMs = message.endingMs;
   });
   const limit = setTimeout(() => program.kill('SIGKILL'), kProgramLimitMs);
-  const [status] = await Promise.all([ended(program), once(program, 'disconnect')]);
+  const [[status]] = await Promise.all([once(program, 'exit'), once(program, 'disconnect')]);
   clearTimeout(limit);
   if (status !== 0) add('ends by itself', false, `exit status ${status}\n${output}`);
   return { ...result, add };
 }
 
-/// The folders of the runs under way; whatever works in them ends with this program.
-const runFolders = new Set();
-
-function cleanUp(folder) {
-  endProcessesIn(folder);
-  rmSync(folder, { recursive: true, force: true, maxRetries: 5 });
-  runFolders.delete(folder);
-}
-
 function makeSetting(options, throughServe) {
-  const folder = realpathSync(mkdtempSync('/tmp/orvane-'));
-  runFolders.add(folder);
+  const folder = makeRunFolder();
   const setting = { ...options, folder, throughServe, devhost: join(folder, 'd'), scripted: join(folder, 's') };
   for (const place of ['devhost', 'scripted']) mkdirSync(setting[place]);
   // As they are installed: in one folder, so that the companion finds the server.
@@ -133,18 +90,16 @@ function makeSetting(options, throughServe) {
 async function runClient(client, options, throughServe) {
   const setting = makeSetting(options, throughServe);
   try {
-    const started = await startDevelopmentHost(options.devhost, options.file, setting.devhost);
-    const names = { socketName: started.socketName, document: basename(options.file) };
+    const host = await startDevelopmentHost(options.devhost, options.file, setting.devhost);
+    const names = { socketName: host.socketName, document: basename(options.file) };
     const label = throughServe ? `${client.id} through serve` : client.id;
     const result = await runProgram(label, client, { ...setting, ...names });
-    const hostEnded = ended(started.host);
-    started.host.kill('SIGTERM');
-    await hostEnded;
+    await host.end();
     const left = endProcessesIn(setting.folder);
     result.add('leaves no process behind', left === 0, `${left} had to be ended`);
     return result;
   } finally {
-    cleanUp(setting.folder);
+    removeRunFolder(setting.folder);
   }
 }
 
@@ -152,12 +107,7 @@ const options = readArguments();
 const description = JSON.parse(readFileSync(join(kFolder, 'clients.json'), 'utf8'));
 const clients = description.clients.filter(({ id }) => options.only === undefined || options.only === id);
 if (clients.length === 0) refuse(`there is no client '${options.only}'`);
-for (const signal of kStopSignals) {
-  process.on(signal, () => {
-    runFolders.forEach(cleanUp);
-    process.exit(1);
-  });
-}
+removeRunFoldersOnSignals();
 
 const rows = [];
 for (const client of clients) {

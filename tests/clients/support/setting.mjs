@@ -1,7 +1,7 @@
 // What the runner tells a client program, and how the program reports back.
 
 import { readFileSync, readlinkSync } from 'node:fs';
-import { processesIn } from './processes.mjs';
+import { processesIn } from './run_folders.mjs';
 
 /// Longest wait for anything that is waited for: far longer than it takes.
 export const kWaitLimitMs = 30000;
