@@ -5,6 +5,7 @@
 #include "companion/clients/config.h"
 #include "companion/common/build_values.h"
 #include "companion/common/command.h"
+#include "companion/common/did_you_mean.h"
 #include "companion/doctor/doctor.h"
 #include "companion/serve/serve.h"
 
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -41,6 +43,12 @@ void printHelp() {
       "\nOptions:\n"
       "  -h, --help     This text; after a command, what it does and takes.\n"
       "  -v, --version  The version.\n");
+}
+
+QString unknownCommand(const QString& name) {
+  std::vector<std::string> known;
+  for (const Subcommand& each : kSubcommands) known.emplace_back(each.name);
+  return QString::fromStdString(thereIsNo("command", name.toStdString(), known, "see --help"));
 }
 
 /// A standard stream that the caller has closed would give its number to the next file that is opened.
@@ -69,7 +77,6 @@ int main(int argc, char** argv) {
   const auto* const subcommand =
       std::find_if(std::begin(kSubcommands), std::end(kSubcommands),
                    [&name](const Subcommand& each) { return name == QLatin1StringView(each.name); });
-  if (subcommand == std::end(kSubcommands))
-    return refuse(QStringLiteral("there is no command \"%1\"; see --help").arg(name));
+  if (subcommand == std::end(kSubcommands)) return refuse(unknownCommand(name));
   return subcommand->run(arguments);
 }

@@ -4,8 +4,10 @@
 #include "companion/clients/toml_text.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <map>
 #include <string_view>
 
@@ -20,10 +22,36 @@ constexpr char kCommandLine[] = "$COMMAND_LINE";
 constexpr std::string_view kHome = "~/";
 constexpr std::string_view kConfigHome = "$XDG_CONFIG_HOME/";
 
-std::string resolved(const std::string& file) {
-  if (file.starts_with(kHome)) return QDir::homePath().toStdString() + file.substr(kHome.size() - 1);
-  const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-  return folder.toStdString() + file.substr(kConfigHome.size() - 1);
+/// The absolute folder that an environment variable names; empty when it names none.
+QString folderNamedBy(const char* variable) {
+  const QString folder = qEnvironmentVariable(variable);
+  const bool isUsable = QDir::isAbsolutePath(folder) && !folder.contains(QChar::ReplacementCharacter);
+  return isUsable ? QDir::cleanPath(folder) : QString();
+}
+
+/// The file or folder at `place`, which may begin in one of the two ways; empty when the environment does not
+/// tell where that is.
+std::string resolved(std::string_view place) {
+  QString folder;
+  if (place.starts_with(kHome)) {
+    folder = folderNamedBy("HOME");
+    place.remove_prefix(kHome.size());
+  } else if (place.starts_with(kConfigHome)) {
+    folder = folderNamedBy("XDG_CONFIG_HOME");
+    if (folder.isEmpty())
+      return resolved(std::string(kHome) + ".config/" + std::string(place.substr(kConfigHome.size())));
+    place.remove_prefix(kConfigHome.size());
+  } else {
+    return std::string(place);
+  }
+  if (folder.isEmpty()) return {};
+  return QDir(folder)
+      .filePath(QString::fromUtf8(place.data(), static_cast<qsizetype>(place.size())))
+      .toStdString();
+}
+
+bool isPlace(std::string_view sign) {
+  return sign.find('/') != std::string_view::npos;
 }
 
 ClientFormat formatNamed(const std::string& name) {
@@ -55,11 +83,21 @@ std::vector<Client> knownClients() {
   for (const OrderedJson& row : OrderedJson::parse(kClientsData))
     clients.push_back({.id = row["id"],
                        .name = row["name"],
-                       .file = resolved(row["file"]),
+                       .file = resolved(row["file"].get<std::string>()),
                        .format = formatNamed(row["format"]),
                        .servers = stringsOf(row["servers"]),
-                       .entry = row["entry"]});
+                       .entry = row["entry"],
+                       .environment = row["environment"],
+                       .signs = stringsOf(row["signs"])});
   return clients;
+}
+
+bool isInstalled(const Client& client) {
+  return std::ranges::any_of(client.signs, [](const std::string& sign) {
+    if (!isPlace(sign)) return !QStandardPaths::findExecutable(QString::fromStdString(sign)).isEmpty();
+    const std::string place = resolved(sign);
+    return !place.empty() && QFileInfo::exists(QString::fromStdString(place));
+  });
 }
 
 OrderedJson entryFor(const Client& client, const Launch& launch) {
@@ -71,6 +109,7 @@ OrderedJson entryFor(const Client& client, const Launch& launch) {
     if (value == kArguments) value = launch.arguments;
     if (value == kCommandLine) value = commandLine;
   }
+  if (!launch.environment.empty()) entry[client.environment] = launch.environment;
   return entry;
 }
 
@@ -87,6 +126,9 @@ Launch launchOf(const Client& client, const OrderedJson& entry) {
       launch.arguments.erase(launch.arguments.begin());
     }
   }
+  if (!entry.is_object() || !entry.contains(client.environment)) return launch;
+  for (const auto& [name, value] : entry[client.environment].items())
+    if (value.is_string()) launch.environment[name] = value;
   return launch;
 }
 

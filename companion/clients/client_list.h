@@ -4,6 +4,7 @@
 
 #include "companion/clients/json_text.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,11 @@ inline constexpr char kEntryName[] = "orvane";
 /// How a client's file is written.
 enum class ClientFormat { kJson, kCommentedJson, kToml };
 
-/// A program with its arguments, as a client starts it.
+/// A program with its arguments and with what is set in its environment, as a client starts it.
 struct Launch {
   std::string program;
   std::vector<std::string> arguments = {};
+  std::map<std::string, std::string> environment = {};  ///< beside what the client passes on of its own
 
   bool operator==(const Launch&) const = default;
 };
@@ -25,10 +27,12 @@ struct Launch {
 struct Client {
   std::string id;    ///< for the command line
   std::string name;  ///< for people
-  std::string file;  ///< absolute, for the present user
+  std::string file;  ///< absolute, for the present user; empty when the environment does not tell its folder
   ClientFormat format = ClientFormat::kJson;
-  KeyPath servers;    ///< of the object that holds an entry for each server
-  OrderedJson entry;  ///< with "$PROGRAM", "$ARGUMENTS" and "$COMMAND_LINE" where those go
+  KeyPath servers;                 ///< of the object that holds an entry for each server
+  OrderedJson entry;               ///< with "$PROGRAM", "$ARGUMENTS" and "$COMMAND_LINE" where those go
+  std::string environment;         ///< the entry's member for the environment of the server
+  std::vector<std::string> signs;  ///< what only those have who use the client: programs, files and folders
 
   /// Where the server's entry is in the file.
   KeyPath entryPath() const;
@@ -37,6 +41,9 @@ struct Client {
 
 /// All known clients, sorted by id. Reads HOME and XDG_CONFIG_HOME.
 std::vector<Client> knownClients();
+
+/// Whether a sign of the client is there: a program on PATH, or a file or folder.
+bool isInstalled(const Client& client);
 
 /// The entry that makes `client` start `launch`.
 OrderedJson entryFor(const Client& client, const Launch& launch);

@@ -3,9 +3,11 @@
 #include "companion/clients/client_file.h"
 #include "companion/clients/client_list.h"
 #include "companion/common/command.h"
+#include "companion/common/did_you_mean.h"
 #include "companion/session/server_location.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -16,16 +18,48 @@ namespace {
 constexpr char kDescription[] =
     "Prints the entry with which CLIENT starts the server, as its configuration file would hold it. With\n"
     "--write, merges it into that file: everything else in it stays as it is, and a copy of it as it was is\n"
-    "made beside it. A file that does not parse is left alone.";
+    "made beside it. The newest three copies are kept. A file that does not parse is left alone. When "
+    "TMPDIR\n"
+    "is set, the entry sets it too, because clients do not pass theirs on.";
+
+/// What tells the server, as every program, in which folder to look for the host's socket.
+constexpr char kTemporaryFolder[] = "TMPDIR";
+
+int failWithoutHome() {
+  complain(QStringLiteral("HOME names no absolute folder, and the clients' files are below it"));
+  return kFailure;
+}
+
+/// The width of the widest of the texts that `textOf` gives for the clients.
+template <typename TextOf>
+int widest(const std::vector<Client>& clients, TextOf textOf) {
+  std::size_t width = 0;
+  for (const Client& client : clients) width = std::max(width, textOf(client).size());
+  return static_cast<int>(width);
+}
+
+/// Whether our entry is in the client's file, in a word.
+const char* entryMark(const Client& client) {
+  const ClientFileState state = look(client);
+  if (!state.error.empty()) return "unclear";
+  return state.hasEntry ? "configured" : "-";
+}
 
 int listClients(const std::vector<Client>& clients) {
-  for (const Client& client : clients)
-    std::printf("%-15s %-33s %s\n", client.id.c_str(), client.name.c_str(), client.file.c_str());
+  const int idWidth = widest(clients, [](const Client& client) { return client.id; });
+  const int nameWidth = widest(clients, [](const Client& client) { return client.name; });
+  for (const Client& client : clients) {
+    if (client.file.empty()) return failWithoutHome();
+    std::printf("%-*s  %-*s  %-9s  %-10s  %s\n", idWidth, client.id.c_str(), nameWidth, client.name.c_str(),
+                isInstalled(client) ? "installed" : "-", entryMark(client), client.file.c_str());
+  }
   return kSuccess;
 }
 
 struct Options {
-  QCommandLineOption list{QStringLiteral("list"), QStringLiteral("Name the clients and their files.")};
+  QCommandLineOption list{
+      QStringLiteral("list"),
+      QStringLiteral("Name the clients and their files; mark those that are installed and configured.")};
   QCommandLineOption write{QStringLiteral("write"),
                            QStringLiteral("Merge the entry into the client's file.")};
   QCommandLineOption remove{QStringLiteral("remove"),
@@ -50,24 +84,59 @@ std::optional<Launch> launchFor(const QCommandLineParser& parser, const Options&
   return Launch{QCoreApplication::applicationFilePath().toStdString(), {"serve", "--server", server}};
 }
 
-int report(const FileChange& change) {
+/// The folder in which the server is to look for the host's socket; empty when that is the usual one. Clients
+/// do not pass TMPDIR on, so the entry must carry it. One that an entry carries already must not go on
+/// leading elsewhere: it is made the usual folder.
+std::string temporaryFolderFor(const Client& client) {
+  const QString given = qEnvironmentVariable(kTemporaryFolder);
+  if (!given.isEmpty()) return QDir(given).absolutePath().toStdString();
+  const std::map<std::string, std::string> entered = look(client).launch.environment;
+  return entered.contains(kTemporaryFolder) ? QDir::tempPath().toStdString() : std::string();
+}
+
+int report(const FileChange& change, const std::string& unchanged, const std::string& note) {
   if (!change.error.empty()) {
     complain(QString::fromStdString(change.error));
     return kFailure;
   }
-  std::printf("%s\n", change.report.c_str());
+  if (change.written.empty()) {
+    std::printf("%s\n", unchanged.c_str());
+    return kSuccess;
+  }
+  const std::string copy = change.backup.empty() ? "" : " (as it was before: " + change.backup + ")";
+  std::printf("Wrote %s%s.%s Restart the client, or reload its servers.\n", change.written.c_str(),
+              copy.c_str(), note.c_str());
   return kSuccess;
 }
 
+int write(const Client& client, const Launch& launch) {
+  const auto folder = launch.environment.find(kTemporaryFolder);
+  std::string note;
+  if (folder != launch.environment.end())
+    note = " The entry sets TMPDIR to " + folder->second + ", since clients do not pass theirs on.";
+  return report(enter(client, launch), client.file + " has this entry already.", note);
+}
+
 int configure(Client client, const QCommandLineParser& parser, const Options& options) {
+  const bool changesFile = parser.isSet(options.write) || parser.isSet(options.remove);
   if (parser.isSet(options.file))
     client.file = QFileInfo(parser.value(options.file)).absoluteFilePath().toStdString();
-  if (parser.isSet(options.remove)) return report(takeOut(client));
-  const std::optional<Launch> launch = launchFor(parser, options);
+  if (changesFile && client.file.empty()) return failWithoutHome();
+  if (parser.isSet(options.remove)) return report(takeOut(client), client.file + " has no such entry.", "");
+  std::optional<Launch> launch = launchFor(parser, options);
   if (!launch) return kFailure;
-  if (parser.isSet(options.write)) return report(enter(client, *launch));
+  if (const std::string folder = temporaryFolderFor(client); !folder.empty())
+    launch->environment[kTemporaryFolder] = folder;
+  if (changesFile) return write(client, *launch);
   std::fputs(fileFor(client, *launch).c_str(), stdout);
   return kSuccess;
+}
+
+QString unknownClient(const QString& id, const std::vector<Client>& clients) {
+  std::vector<std::string> known;
+  for (const Client& client : clients) known.push_back(client.id);
+  return QString::fromStdString(
+      thereIsNo("client", id.toStdString(), known, "\"orvane-mcp config --list\" names them"));
 }
 
 }  // namespace
@@ -88,13 +157,13 @@ int runConfig(const QStringList& arguments) {
     return names.isEmpty() ? listClients(clients) : refuse(QStringLiteral("--list takes no client"));
   if (names.size() != 1)
     return refuse(QStringLiteral("config takes one client; \"orvane-mcp config --list\" names them"));
+  if (parser.isSet(options.file) && parser.value(options.file).isEmpty())
+    return refuse(QStringLiteral("--file takes the path of a file"));
   if (parser.isSet(options.write) && parser.isSet(options.remove))
     return refuse(QStringLiteral("--write and --remove exclude each other"));
   const std::string id = names.front().toStdString();
   const auto client =
       std::find_if(clients.begin(), clients.end(), [&id](const Client& each) { return each.id == id; });
-  if (client == clients.end())
-    return refuse(QStringLiteral("there is no client \"%1\"; \"orvane-mcp config --list\" names them")
-                      .arg(names.front()));
+  if (client == clients.end()) return refuse(unknownClient(names.front(), clients));
   return configure(*client, parser, options);
 }

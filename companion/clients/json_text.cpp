@@ -8,7 +8,9 @@ namespace {
 
 constexpr std::size_t kNowhere = std::string::npos;
 constexpr std::string_view kWhiteSpace = " \t\r\n";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/// Copying and comparing values calls itself for each level: more could take all of the stack.
+constexpr int kMostLevels = 500;
 
 /// Behind the string that begins at `at`, or the end of a text that breaks off.
 std::size_t endOfString(std::string_view text, std::size_t at) {
@@ -107,9 +109,13 @@ Object readObject(std::string_view text, std::size_t open) {
   return object;
 }
 
+/// Where the text proper begins.
+std::size_t beginOf(std::string_view text) {
+  return text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+}
+
 Object outermostObject(std::string_view text) {
-  const std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-  return readObject(text, skipBlanks(text, begin));
+  return readObject(text, skipBlanks(text, beginOf(text)));
 }
 
 /// Of members with the same key the last one counts, for parsers as for us.
@@ -179,10 +185,31 @@ std::string withNewMember(std::string text, const Object& object, const std::str
 
 }  // namespace
 
+std::string withObjectIfVoid(const std::string& text, JsonDialect dialect) {
+  const std::size_t begin = beginOf(text);
+  const std::size_t value = dialect == JsonDialect::kCommented
+                                ? skipBlanks(text, begin)
+                                : std::min(text.find_first_not_of(kWhiteSpace, begin), text.size());
+  if (value < text.size()) return text;
+  const bool isBlank = text.find_first_not_of(kWhiteSpace, begin) == kNowhere;
+  std::string result = isBlank ? text.substr(0, begin) : text;
+  if (!isBlank && result.back() != '\n') result += lineEndOf(text);
+  return result.append("{}").append(lineEndOf(text));
+}
+
 std::optional<OrderedJson> parseJson(const std::string& text, JsonDialect dialect, std::string& error) {
   const bool commented = dialect == JsonDialect::kCommented;
+  bool isTooDeep = false;
+  const auto watchDepth = [&isTooDeep](int depth, OrderedJson::parse_event_t, const OrderedJson&) {
+    isTooDeep = isTooDeep || depth > kMostLevels;
+    return true;
+  };
   try {
-    return OrderedJson::parse(commented ? withoutTrailingCommas(text) : text, nullptr, true, commented);
+    OrderedJson value =
+        OrderedJson::parse(commented ? withoutTrailingCommas(text) : text, watchDepth, true, commented);
+    if (!isTooDeep) return value;
+    error = "values are nested in more than " + std::to_string(kMostLevels) + " levels";
+    return std::nullopt;
   } catch (const OrderedJson::exception& exception) {
     // "[json.exception.parse_error.101] parse error at line 1, column 2: what is wrong"
     const std::string what = exception.what();
@@ -230,11 +257,18 @@ std::string withoutMember(const std::string& text, const KeyPath& path) {
 
   std::string result = text;
   const bool hasComma = member->comma != kNowhere;
-  const std::size_t end = hasComma ? member->comma + 1 : member->valueEnd;
+  std::size_t end = member->valueEnd;
+  if (hasComma && text.find_first_not_of(kWhiteSpace, end) == member->comma) {
+    end = member->comma + 1;
+  } else if (hasComma) {
+    result.erase(member->comma, 1);  // a comment before it stays
+  }
   std::size_t begin = text.find_last_not_of(kWhiteSpace, member->begin - 1) + 1;
-  // What follows on the same line must not move up: a comment may end the line before.
-  const std::size_t next = text.find_first_not_of(" \t\r", end);
-  if (hasComma && next != kNowhere && text[next] != '\n') begin = member->begin;
+  // What follows on the same line must not move up into a comment that ends the line before.
+  const std::size_t next = std::min(text.find_first_not_of(" \t\r", end), text.size() - 1);
+  const bool isAnotherLine = text.substr(begin, member->begin - begin).find('\n') != kNowhere;
+  const bool mayMoveUp = !hasComma && (!isAnotherLine || text.substr(next, 2) == "//");
+  if (text[next] != '\n' && !mayMoveUp) begin = member->begin;
   result.erase(begin, end - begin);
   const bool isFirst = member == &object.members.front();
   if (!hasComma && !isFirst) result.erase((member - 1)->comma, 1);

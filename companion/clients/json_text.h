@@ -12,7 +12,12 @@ enum class JsonDialect {
   kCommented,  ///< with // and /* */ comments and with commas after last members, as editors take it
 };
 
-/// The value of `text`; nothing, with the place and the mistake in `error`, when it does not parse.
+/// `text`, or when it holds no value, but blanks and, where the dialect has them, comments: `text` with an
+/// empty object behind that.
+std::string withObjectIfVoid(const std::string& text, JsonDialect dialect);
+
+/// The value of `text`; nothing, with the place and the mistake in `error`, when it does not parse or is
+/// nested deeper than any person would.
 std::optional<OrderedJson> parseJson(const std::string& text, JsonDialect dialect, std::string& error);
 
 /// The value at `path` in `root`, or null when there is none.
