@@ -5,6 +5,7 @@
 #include "companion/session/reply_fields.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 
 using Json = ServerSession::Json;
@@ -119,17 +120,21 @@ bool ToolCaller::start(std::string& error) {
 }
 
 bool ToolCaller::restartIfDue(std::string& error) {
-  return !hostWatch_.freshServerIsDue() || start(error);
+  return !hostWatch_.freshServerIsDue(session_->pid()) || start(error);
 }
 
 CallOutcome ToolCaller::call(const Tool& tool, const Json& arguments) {
   CallOutcome outcome;
   const Json params = {{"name", tool.name}, {"arguments", arguments}};
   if (!restartIfDue(outcome.error)) return outcome;
+  const auto before = std::chrono::steady_clock::now();
   const std::optional<Json> reply = session_->ask("tools/call", params, kNoLimit, outcome.error);
   if (!reply) return outcome;
+  const auto took =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - before);
   outcome.error = errorOf(*reply);
   outcome.text = textOf(*reply);
+  hostWatch_.serverAnswered(outcome.error.empty() && outcome.text.empty(), took);
   // The server has no words for a host that it cannot reach; an empty text is all that is left of the call.
   const bool mayBeNoHost = outcome.error.empty() && outcome.text.empty();
   if (mayBeNoHost && visitHostSocket(hostWatch_.socketPath()).state != HostSocketState::kListening)

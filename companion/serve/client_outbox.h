@@ -1,39 +1,30 @@
 #pragma once
 
-#include "companion/serve/relay_limits.h"
-
 #include <cstddef>
+#include <deque>
 #include <string>
 #include <string_view>
 
-/// What the server has answered and the client has not taken yet.
-///
-/// A reply is held back until it is complete, so that a server's end cannot leave half a line with the
-/// client. A reply that is larger than the buffer passes through as it comes.
+/// What the client is to be sent: whole lines, so that a server's end never leaves half a reply with it.
 class ClientOutbox {
  public:
-  /// Whether more is to be read from the server.
-  bool hasRoom() const { return kept().size() < kRelayBufferBytes; }
+  /// Will have room up to `limit` bytes. A single longer line is kept all the same.
+  explicit ClientOutbox(std::size_t limit) : limit_(limit) {}
 
-  /// Adds bytes as they come from the server. Returns how many lines they complete.
-  std::size_t append(std::string_view bytes);
+  /// Whether more replies are to be asked for.
+  bool hasRoom() const { return bytes_ < limit_; }
+  bool empty() const { return lines_.empty(); }
 
-  /// Adds a line of this program's own, given without its line feed.
-  void appendLine(std::string_view line);
+  /// Adds a line with its line feed.
+  void push(std::string line);
 
-  /// What may be passed to the client now.
-  std::string_view passable() const;
-  void markPassed(std::size_t count);
-
-  /// The server has ended: an unfinished line is withdrawn or, if the client has part of it already, ended.
-  void finishLine();
+  /// The rest of the line that sending has reached; empty when there is none.
+  std::string_view unsent() const;
+  void markSent(std::size_t count);
 
  private:
-  std::string_view kept() const { return std::string_view(bytes_).substr(begin_); }
-
-  std::string bytes_;
-  std::size_t begin_ = 0;  ///< bytes_ before this have been passed
-  std::size_t linesEnd_ =
-      0;                 ///< where the unfinished line begins in kept(); 0 also when part has been passed
-  bool inLine_ = false;  ///< the client has the beginning of a line and not yet its end
+  const std::size_t limit_;
+  std::deque<std::string> lines_;
+  std::size_t bytes_ = 0;  ///< of lines_ that have not been sent
+  std::size_t sent_ = 0;   ///< of the first line
 };

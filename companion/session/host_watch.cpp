@@ -1,7 +1,8 @@
 #include "companion/session/host_watch.h"
 
-bool HostWatch::freshServerIsDue() const {
-  // A socket that has only vanished brings no host to connect to.
-  const std::optional<SocketIdentity> now = identityOf(socketPath_);
-  return now && now != socketAtStart_;
+#include "companion/session/server_connection.h"
+
+HostSight lookAtHost(const std::string& socketPath, pid_t server, bool connectionToo) {
+  return {.socket = identityOf(socketPath),
+          .serverIsConnected = !connectionToo || holdsHostConnection(server)};
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -88,6 +89,9 @@ std::unique_ptr<ServerChild> ServerChild::start(const std::string& program, Diag
   Pipe output;
   Pipe errors;
   Pipe failure;
+  // Where the caller ignores SIGCHLD, as some leave it behind, the system itself would reap the server: its
+  // status would be lost and its number given to another process.
+  std::signal(SIGCHLD, SIG_DFL);
   const bool piped = diagnostics == Diagnostics::kPiped;
   const bool opened = input.open() && output.open() && failure.open() && (!piped || errors.open());
   const pid_t parent = ::getpid();
@@ -123,6 +127,11 @@ ServerChild::~ServerChild() {
 void ServerChild::closeDiagnostics() {
   ::close(diagnostics_);
   diagnostics_ = -1;
+}
+
+std::size_t ServerChild::unreadInput() const {
+  int count = 0;
+  return ::ioctl(input_, FIONREAD, &count) == 0 && count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 void ServerChild::kill() const {

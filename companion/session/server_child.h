@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -31,6 +32,11 @@ class ServerChild {
   int diagnostics() const { return diagnostics_; }
   /// Closes that end, since its other end is closed.
   void closeDiagnostics();
+
+  pid_t pid() const { return pid_; }
+
+  /// How much of what was written to input() the server has not read, in bytes. Right also after its end.
+  std::size_t unreadInput() const;
 
   /// Kills it without waiting; its output can still be read to the end.
   void kill() const;

@@ -24,6 +24,9 @@ class ServerSession {
   /// reply. Nothing, with the reason in `error`, when none comes or it is not JSON.
   std::optional<Json> ask(const std::string& method, const Json& params, int limitMs, std::string& error);
 
+  /// The server's process.
+  pid_t pid() const { return child_->pid(); }
+
   /// Sends a notification; what it is lost to shows in the next request.
   void notify(const std::string& method);
 

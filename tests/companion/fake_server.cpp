@@ -2,10 +2,12 @@
 // itself, except for these words at its start:
 //   "quiet"       no reply
 //   "pid"         its process number
+//   "large N"     N bytes
 //   "die"         ends without a reply
 //   "die-half"    ends in the middle of a short reply
 //   "die-large N" ends after N bytes of a reply
-// With FAKE_SERVER=ends it ends as soon as it is started. What it reads goes to FAKE_SERVER_LOG, if set.
+// With FAKE_SERVER=ends it ends as soon as it is started, with FAKE_SERVER=talks after it has said a line
+// first. What it reads goes to FAKE_SERVER_LOG, if set.
 
 #include <unistd.h>
 
@@ -29,6 +31,7 @@ void put(std::string_view bytes) {
 
 void answer(const std::string& line) {
   if (line.find_first_not_of(" \t\r") == std::string::npos || line.starts_with("quiet")) return;
+  if (line.starts_with("large ")) return put(std::string(std::stoul(line.substr(6)), 'x') + '\n');
   if (line.starts_with("die-large ")) dieAfter(std::string(std::stoul(line.substr(10)), 'x'));
   if (line.starts_with("die-half")) dieAfter("half a re");
   if (line.starts_with("die")) dieAfter("");

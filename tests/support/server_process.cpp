@@ -86,13 +86,14 @@ ServerProcess::ServerProcess(const ServerOptions& options) {
   std::vector<std::string> arguments = {program};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
   std::vector<std::string> environment = environmentFor(options);
-  // Whatever the test or its caller ignores, as nohup does, is not the server's inheritance.
+  // Whatever the test or its caller ignores, as nohup does, is not the server's inheritance unless it is to
+  // be.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t all;
   sigfillset(&all);
   posix_spawnattr_setsigdefault(&attributes, &all);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  posix_spawnattr_setflags(&attributes, options.inheritsIgnoredSignals ? 0 : POSIX_SPAWN_SETSIGDEF);
   const int failure = posix_spawn(&pid_, program.c_str(), &actions, &attributes, pointers(arguments).data(),
                                   pointers(environment).data());
   posix_spawnattr_destroy(&attributes);

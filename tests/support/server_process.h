@@ -16,8 +16,9 @@ struct ServerOptions {
   std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
   int standardInput =
       -1;  ///< a descriptor to be its standard input instead of a pipe; stays the caller's; or kClosed
-  int standardOutput = -1;   ///< likewise
-  std::string program = {};  ///< to be started instead of the built server
+  int standardOutput = -1;              ///< likewise
+  bool inheritsIgnoredSignals = false;  ///< the test's own
+  std::string program = {};             ///< to be started instead of the built server
 };
 
 /// The program of a server that waits for the host a second, and then half a second for each piece of its

@@ -4,72 +4,38 @@
 
 namespace {
 
-std::string pass(ClientOutbox& buffer) {
-  std::string passed(buffer.passable());
-  buffer.markPassed(passed.size());
-  return passed;
+constexpr std::size_t kLimitBytes = 10;
+
+TEST(ClientOutbox, GivesItsLinesInOrderPieceByPiece) {
+  ClientOutbox outbox(kLimitBytes);
+  EXPECT_EQ(outbox.unsent(), "");
+  outbox.push("one\n");
+  outbox.push("two\n");
+  EXPECT_EQ(outbox.unsent(), "one\n");
+  outbox.markSent(1);
+  EXPECT_EQ(outbox.unsent(), "ne\n");
+  outbox.markSent(3);
+  EXPECT_EQ(outbox.unsent(), "two\n");
+  outbox.markSent(4);
+  EXPECT_TRUE(outbox.empty());
 }
 
-TEST(ClientOutbox, CountsTheLinesThatBytesComplete) {
-  ClientOutbox buffer;
-  EXPECT_EQ(buffer.append("a"), 0U);
-  EXPECT_EQ(buffer.append("b\nc\n\nd"), 3U);
+TEST(ClientOutbox, TakesNothingForSentThatWasNot) {
+  ClientOutbox outbox(kLimitBytes);
+  outbox.markSent(0);
+  outbox.push("one\n");
+  outbox.markSent(0);
+  EXPECT_EQ(outbox.unsent(), "one\n");
 }
 
-TEST(ClientOutbox, HoldsALineBackUntilItIsComplete) {
-  ClientOutbox buffer;
-  buffer.append("a\nb");
-  EXPECT_EQ(pass(buffer), "a\n");
-  EXPECT_EQ(pass(buffer), "");
-  buffer.append("\n");
-  EXPECT_EQ(pass(buffer), "b\n");
-}
-
-TEST(ClientOutbox, PassesALargerLineAsItComes) {
-  ClientOutbox buffer;
-  const std::string much(kRelayBufferBytes, 'x');
-  buffer.append(much);
-  EXPECT_FALSE(buffer.hasRoom());
-  EXPECT_EQ(pass(buffer), much);
-  EXPECT_TRUE(buffer.hasRoom());
-  buffer.append("y");
-  EXPECT_EQ(pass(buffer), "y");
-  buffer.append("z\nnext");
-  EXPECT_EQ(pass(buffer), "z\n");
-  EXPECT_EQ(pass(buffer), "");
-}
-
-TEST(ClientOutbox, WithdrawsAnUnfinishedLineThatNobodyHasSeen) {
-  ClientOutbox buffer;
-  buffer.append("a\nb");
-  buffer.finishLine();
-  EXPECT_EQ(pass(buffer), "a\n");
-  buffer.append("c\n");
-  EXPECT_EQ(pass(buffer), "c\n");
-}
-
-TEST(ClientOutbox, EndsAnUnfinishedLineThatTheClientHasInPart) {
-  ClientOutbox buffer;
-  buffer.append(std::string(kRelayBufferBytes, 'x'));
-  pass(buffer);
-  buffer.append("y");
-  buffer.finishLine();
-  EXPECT_EQ(pass(buffer), "y\n");
-}
-
-TEST(ClientOutbox, AddsNoLineEndWhenTheClientsLineIsCompleteInTheBuffer) {
-  ClientOutbox buffer;
-  buffer.append("line\nrest");
-  buffer.markPassed(2);
-  buffer.finishLine();
-  EXPECT_EQ(pass(buffer), "ne\n");
-}
-
-TEST(ClientOutbox, PutsItsOwnLinesBehindTheServers) {
-  ClientOutbox buffer;
-  buffer.append("a\n");
-  buffer.appendLine("own");
-  EXPECT_EQ(pass(buffer), "a\nown\n");
+TEST(ClientOutbox, HasRoomUntilTheLimitAndAgainWhenPartHasBeenSent) {
+  ClientOutbox outbox(kLimitBytes);
+  outbox.push(std::string(kLimitBytes - 1, 'x'));
+  EXPECT_TRUE(outbox.hasRoom());
+  outbox.push("\n");
+  EXPECT_FALSE(outbox.hasRoom());
+  outbox.markSent(1);
+  EXPECT_TRUE(outbox.hasRoom());
 }
 
 }  // namespace

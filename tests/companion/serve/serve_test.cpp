@@ -1,61 +1,23 @@
-// `orvane-mcp serve` as a client sees it, in front of the real server and of one that misbehaves on request.
+// `orvane-mcp serve` as a client sees it: the streams, and its end.
 
 #include "companion/companion_process.h"
-#include "support/replies.h"
-#include "support/scripted_host.h"
+#include "companion/serve/serve_messages.h"
 #include "support/waiting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <thread>
 
 namespace {
 
 using testing::HasSubstr;
-
-constexpr char kListDocuments[] =
-    R"({"id": 1, "jsonrpc": "2.0", "method": "tools/call", "params": {"name": "list_documents"}})";
-constexpr char kInitialize[] = R"({"id": 2, "jsonrpc": "2.0", "method": "initialize"})";
-
-std::string lostReply(const std::string& id) {
-  return toolErrorReply(
-      id, "The server ended before it answered this message. The next message goes to a new server.");
-}
-
-/// A host's answer that tells which host gave it.
-std::string answerOf(const std::string& name) {
-  return R"({"success": true, "result": ")" + name + R"("})";
-}
-
-/// Takes one request from a new client and answers it.
-void answerOneCall(ScriptedHost& host, const std::string& name) {
-  host.accept();
-  host.readLine();
-  host.reply(answerOf(name));
-}
-
-/// The status of a process that ended by itself.
-int exitStatus(ServerProcess& process) {
-  const int status = process.waitForEnd();
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string contentOf(const std::string& path) {
-  std::ostringstream content;
-  content << std::ifstream(path, std::ios::binary).rdbuf();
-  return content.str();
-}
 
 /// Lines of all lengths with all bytes but the line feed, blank ones included.
 std::vector<std::string> randomLines(std::size_t count) {
@@ -82,8 +44,10 @@ TEST(Serve, AnswersByteForByteLikeTheServer) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});
   ServerProcess serve(serveIn(folder));
-  for (const char* line : {kInitialize, R"({"id": "a", "method": "tools/list"})", "{", "[]", kListDocuments,
-                           R"({"id": 1.5, "method": "ping"})", "\v"})
+  for (const std::string& line :
+       {std::string(kInitialize), std::string(R"({"id": "a", "method": "tools/list"})"), std::string("{"),
+        std::string("[]"), kListDocuments, std::string(R"({"id": 1.5, "method": "resources/list"})"),
+        std::string(R"({"method": ""})"), std::string(R"({"id": null, "method": "x"})"), std::string("\v")})
     EXPECT_EQ(serve.ask(line), server.ask(line)) << line;
 }
 
@@ -224,243 +188,63 @@ TEST(Serve, EndsInTheMiddleOfACallWhenTheClientIsGone) {
   waitUntilGone(server);
 }
 
-// --- a server that ends too early -------------------------------------------------------------------------
+// --- what the server's replies would do to clients
+// ----------------------------------------------------------
 
-TEST(ServeAfterAFault, AnswersTheMessageThatWasLostAndServesTheNext) {
+TEST(Serve, AnswersPingItselfAtOnceAlsoWhileACallWaits) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
   ServerProcess serve(serveIn(folder));
   serve.writeLine(kListDocuments);
   host.accept();
   host.readLine();
-  const pid_t killed = onlyChildOf(serve.pid());
-  ::kill(killed, SIGKILL);
-  EXPECT_EQ(serve.readLine(), lostReply("1"));
-
-  serve.writeLine(kListDocuments);
-  answerOneCall(host, "alive");
-  EXPECT_EQ(serve.readLine(), textReply("1", "alive"));
-  EXPECT_NE(onlyChildOf(serve.pid()), killed);
+  EXPECT_EQ(serve.ask(R"({"id": "p", "jsonrpc": "2.0", "method": "ping"})"), resultReply(R"("p")", "{}"));
+  EXPECT_EQ(serve.ask(R"({"method": "p\u0069ng", "id": 18446744073709551615, "params": {}})"),
+            resultReply("18446744073709551615", "{}"));
+  host.reply(success("still there"));
+  EXPECT_EQ(serve.readLine(), textReply(1, "still there"));
 }
 
-TEST(ServeAfterAFault, ReplacesAServerThatWasKilledBetweenMessagesWithoutAnError) {
+TEST(Serve, KeepsRepliesToNotificationsBack) {
   const TemporaryFolder folder;
   ServerProcess serve(serveIn(folder));
-  const std::string reply = serve.ask(kInitialize);
-  const pid_t killed = onlyChildOf(serve.pid());
-  ::kill(killed, SIGKILL);
-  waitUntilGone(killed);
-  EXPECT_EQ(serve.ask(kInitialize), reply);
+  for (const char* line :
+       {R"({"jsonrpc": "2.0", "method": "notifications/cancelled", "params": {"requestId": 1}})",
+        R"({"method": "ping"})", R"({"method": "notifications/roots/list_changed", "x": {"id": 1}})",
+        R"({"method": "tools/call", "params": {"name": "list_documents"}})"})
+    serve.writeLine(line);
+  EXPECT_EQ(serve.ask(kInitialize), welcomeReply(2));
 }
 
-TEST(ServeAfterAFault, AnswersTheMessagesBehindTheLostOneInOrder) {
+TEST(Serve, PassesPingAndRepliesToNotificationsThroughWhenItIsToBeExact) {
   const TemporaryFolder folder;
-  const std::string log = folder.path() + "/log";
-  ServerProcess serve(serveFakeIn(folder, {"FAKE_SERVER_LOG=" + log}));
-  serve.write("first\ndie\nsecond\n\ndie\nthird\n");
-  for (const std::string& reply : {std::string("first"), lostReply("null"), std::string("second"),
-                                   lostReply("null"), std::string("third")})
-    EXPECT_EQ(serve.readLine(), reply);
-  EXPECT_EQ(contentOf(log), "first\ndie\nsecond\n\ndie\nthird\n");
+  ServerProcess serve(serveIn(folder, {"--exact"}));
+  EXPECT_EQ(serve.ask(pingLine(7)), unknownMethodReply(7, "ping"));
+  EXPECT_EQ(serve.ask(R"({"method": "notifications/cancelled"})"),
+            unknownMethodReply("null", "notifications/cancelled"));
 }
 
-TEST(ServeAfterAFault, SendsALongLineAgainWhoseBeginningTheEndedServerHad) {
+TEST(Serve, WaitsForNoReplyThatTheServerDoesNotGive) {
   const TemporaryFolder folder;
-  ServerProcess serve(serveFakeIn(folder));
-  const std::string line(std::size_t{3} * 1024 * 1024, 'l');
-  const std::string first = serve.ask("pid");
-  serve.write(line);
-  serve.waitUntilIdle();
-  ::kill(std::stoi(first), SIGKILL);
-  serve.waitUntilIdle();
-  EXPECT_TRUE(serve.ask("") == line);
-  EXPECT_NE(serve.ask("pid"), first);
-}
-
-TEST(ServeAfterAFault, WithdrawsAReplyThatWasCutShort) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveFakeIn(folder));
-  serve.write("die-half\nnext\n");
-  EXPECT_EQ(serve.readLine(), lostReply("null"));
-  EXPECT_EQ(serve.readLine(), "next");
-}
-
-TEST(ServeAfterAFault, EndsTheLineOfAReplyThatTheClientHasInPart) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveFakeIn(folder));
-  constexpr std::size_t kMoreThanIsHeldBack = std::size_t{3} * 1024 * 1024;
-  serve.write("die-large " + std::to_string(kMoreThanIsHeldBack) + "\nnext\n");
-  EXPECT_TRUE(serve.readLine() == std::string(kMoreThanIsHeldBack, 'x'));
-  EXPECT_EQ(serve.readLine(), lostReply("null"));
-  EXPECT_EQ(serve.readLine(), "next");
-}
-
-TEST(ServeAfterAFault, AnswersEachMessageWhenTheServerEndsAtEveryStart) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveFakeIn(folder, {"FAKE_SERVER=ends"}));
-  for (const std::string id : {"1", "\"two\"", "18446744073709551615"}) {
-    const std::string reply = serve.ask(R"({"method": "initialize", "id": )" + id + "}");
-    EXPECT_THAT(reply, HasSubstr(R"({"error": {"code": -32000, "message": "The server end)"));
-    EXPECT_THAT(reply, HasSubstr(R"("id": )" + id + R"(, "jsonrpc": "2.0"})"));
-  }
-  serve.waitUntilIdle();
+  ServerProcess serve(serveIn(folder));
+  serve.writeLine(R"({"method": "notifications/initialized", "params": 1e999})");
+  EXPECT_EQ(serve.ask(kInitialize), welcomeReply(2));
+  const ScriptedHost host(folder.socketPath());
+  EXPECT_EQ(serve.ask(kInitialize), welcomeReply(2));
+  serve.writeLine(R"({"method": "notifications/initialized", "params": 1e999})");
   serve.closeInput();
   EXPECT_EQ(exitStatus(serve), 0);
 }
 
-TEST(ServeAfterAFault, AnswersWithTheReasonWhenTheServersProgramHasGone) {
-  const TemporaryFolder folder;
-  const std::string program = folder.path() + "/server";
-  std::filesystem::copy_file(ORVANE_FAKE_SERVER, program);
-  ServerProcess serve(serveIn(folder, {"--server", program}));
-  EXPECT_EQ(serve.ask("works"), "works");
-  std::filesystem::remove(program);
-  EXPECT_EQ(serve.ask("die"), lostReply("null"));
-  EXPECT_EQ(serve.ask(R"({"id": 7})"),
-            R"({"error": {"code": -32000, "message": "The server cannot be started: cannot execute )" +
-                program + R"(: No such file or directory"}, "id": 7, "jsonrpc": "2.0"})");
-}
-
-TEST(Serve, EndsAtOnceWhenThereIsNothingToStart) {
-  const TemporaryFolder folder;
-  const Outcome outcome = runCompanion(folder, {"serve", "--server", folder.path() + "/none"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.error, "orvane-mcp: " + folder.path() + "/none is not an executable file\n");
-  EXPECT_EQ(outcome.output, "");
-}
-
-// --- following the host -----------------------------------------------------------------------------------
-
-TEST(ServeFollowing, ReachesAHostThatWasOpenedLater) {
+TEST(Serve, WaitsForEveryReplyThatTheServerGives) {
   const TemporaryFolder folder;
   ServerProcess serve(serveIn(folder));
-  EXPECT_EQ(serve.ask(kListDocuments), textReply("1", ""));
-  ScriptedHost host(folder.socketPath());
-  serve.writeLine(kListDocuments);
-  answerOneCall(host, "opened later");
-  EXPECT_EQ(serve.readLine(), textReply("1", "opened later"));
-}
-
-TEST(ServeFollowing, ReplacesTheServerOnceForANewSocket) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveIn(folder));
-  serve.ask(kInitialize);
-  const pid_t first = onlyChildOf(serve.pid());
-  const ScriptedHost host(folder.socketPath());
-  serve.waitUntilIdle();
-  EXPECT_EQ(onlyChildOf(serve.pid()), first) << "replaced before a message has come";
-  serve.ask(kInitialize);
-  const pid_t second = onlyChildOf(serve.pid());
-  EXPECT_NE(second, first);
-  waitUntilGone(first);
-  serve.ask(kInitialize);
-  EXPECT_EQ(onlyChildOf(serve.pid()), second);
-}
-
-TEST(ServeFollowing, FindsTheHostAgainAfterItWasRestarted) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveIn(folder));
-  for (const std::string name : {"one", "two", "three"}) {
-    ScriptedHost host(folder.socketPath());
-    serve.writeLine(kListDocuments);
-    answerOneCall(host, name);
-    EXPECT_EQ(serve.readLine(), textReply("1", name));
-    std::filesystem::remove(folder.socketPath());
-  }
-}
-
-TEST(ServeFollowing, KeepsTheServerWhileAMessageWaits) {
-  const TemporaryFolder folder;
-  ScriptedHost before(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  before.accept();
-  before.readLine();
-  const pid_t first = onlyChildOf(serve.pid());
-
-  std::filesystem::remove(folder.socketPath());
-  ScriptedHost after(folder.socketPath());
-  serve.writeLine(R"({"id": 5, "method": "tools/call", "params": {"name": "list_documents"}})");
-  serve.waitUntilIdle();
-  EXPECT_EQ(onlyChildOf(serve.pid()), first);
-  before.reply(answerOf("before"));
-  EXPECT_EQ(serve.readLine(), textReply("1", "before"));
-  answerOneCall(after, "after");
-  EXPECT_EQ(serve.readLine(), textReply("5", "after"));
-  EXPECT_NE(onlyChildOf(serve.pid()), first);
-}
-
-TEST(ServeFollowing, KeepsTheServerThatHasTheBeginningOfAMessage) {
-  const TemporaryFolder folder;
-  const std::string log = folder.path() + "/log";
-  ServerProcess serve(serveFakeIn(folder, {"FAKE_SERVER_LOG=" + log}));
-  const std::string first = serve.ask("pid");
-  serve.write("pid, but");
-  serve.waitUntilIdle();
-  const ScriptedHost host(folder.socketPath());
-  EXPECT_EQ(serve.ask(" slowly"), first);
-  EXPECT_NE(serve.ask("pid"), first);
-  EXPECT_EQ(contentOf(log), "pid\npid, but slowly\npid\n");
-}
-
-TEST(ServeFollowing, EndsTheFreshServerToo) {
-  for (const int signal : {SIGTERM, SIGKILL}) {
-    const TemporaryFolder folder;
-    ServerProcess serve(serveIn(folder));
-    serve.ask(kInitialize);
-    const ScriptedHost host(folder.socketPath());
-    serve.ask(kInitialize);
-    const pid_t fresh = onlyChildOf(serve.pid());
-    serve.signal(signal);
-    serve.waitForEnd();
-    waitUntilGone(fresh);
-  }
-}
-
-TEST(ServeFollowing, LosesRepeatsAndReordersNothingInABurst) {
-  const TemporaryFolder folder;
-  const std::string log = folder.path() + "/log";
-  ServerProcess serve(serveFakeIn(folder, {"FAKE_SERVER_LOG=" + log}));
-  std::string sent;
-  std::thread writer([&serve, &sent, &folder] {
-    for (int burst = 0; burst < 20; ++burst) {
-      std::string lines;
-      for (int line = 0; line < 200; ++line)
-        lines += "message " + std::to_string(burst) + "." + std::to_string(line) + '\n';
-      sent += lines;
-      serve.write(lines);
-      std::filesystem::remove(folder.socketPath());
-      const ScriptedHost host(folder.socketPath());
-    }
-  });
-  std::string received;
-  for (int reply = 0; reply < 20 * 200; ++reply) received += serve.readLine() + '\n';
-  writer.join();
-  EXPECT_EQ(received, sent);
-  EXPECT_EQ(contentOf(log), sent);
-}
-
-TEST(ServeFollowing, StaysWithTheServerWhenTheSocketOnlyVanishes) {
-  const TemporaryFolder folder;
-  ServerProcess serve([&folder] {
-    const ScriptedHost host(folder.socketPath());
-    return serveIn(folder);
-  }());
-  serve.ask(kInitialize);
-  const pid_t first = onlyChildOf(serve.pid());
-  std::filesystem::remove(folder.socketPath());
-  serve.ask(kInitialize);
-  EXPECT_EQ(onlyChildOf(serve.pid()), first);
-}
-
-TEST(ServeFollowing, IsTurnedOffByNoFollow) {
-  const TemporaryFolder folder;
-  ServerProcess serve(serveIn(folder, {"--no-follow"}));
-  serve.ask(kInitialize);
-  const pid_t first = onlyChildOf(serve.pid());
-  const ScriptedHost host(folder.socketPath());
-  EXPECT_EQ(serve.ask(kListDocuments), textReply("1", ""));
-  EXPECT_EQ(onlyChildOf(serve.pid()), first);
+  using namespace std::string_literals;
+  serve.write("{\"method\": \"notifications/initialized\", \"x\": \"\0\"}\n"s + kInitialize + '\n');
+  serve.closeInput();
+  EXPECT_EQ(serve.readLine(), parseErrorReply("unescaped (0) in string"));
+  EXPECT_EQ(serve.readLine(), welcomeReply(2));
+  EXPECT_EQ(exitStatus(serve), 0);
 }
 
 }  // namespace
