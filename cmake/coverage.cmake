@@ -1,4 +1,4 @@
-# ORVANE_COVERAGE: count which lines and branches run. `./run coverage` reads the counts.
+# ORVANE_COVERAGE: count which lines and branches run. `./run check coverage` reads the counts.
 option(ORVANE_COVERAGE "Build for measuring the tests' coverage" OFF)
 
 if(ORVANE_COVERAGE)

@@ -1,27 +1,44 @@
-# orvane_test(<name> SOURCES <files> LIBRARIES <targets> [LABELS <labels>] [TIMEOUT <seconds>] [DEFINITIONS <macros>])
-#
-# Declares one GoogleTest executable and registers each of its tests with ctest, under "<name>.<suite>.<test>".
+# How tests are declared. Test presets run 32 "processors" of them at a time: an ordinary test counts as eight, one that
+# only waits (label "slow") as one, so that all long waits run side by side and beside three or four others.
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+set(ORVANE_ORDINARY_TEST_PROCESSORS 8)
+
+# orvane_test(<name> SOURCES <files> LIBRARIES <targets> [LABEL <label>] [TIMEOUT <seconds>] [DEFINITIONS <macros>])
+#
+# Declares one GoogleTest executable and registers each of its tests with ctest, under "<name>.<suite>.<test>".
 function(orvane_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS;DEFINITIONS")
+  cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  if(NOT arg_LABELS)
-    set(arg_LABELS unit)
+  if(NOT arg_LABEL)
+    set(arg_LABEL unit)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE ORVANE_SOURCE_DIR="${PROJECT_SOURCE_DIR}" ${arg_DEFINITIONS})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} orvane_warnings GTest::gmock GTest::gtest GTest::gtest_main)
-  # ctest starts the costly ones first, so that long waits run beside all the rest.
+  set(processors ${ORVANE_ORDINARY_TEST_PROCESSORS})
   set(cost 1)
-  if("slow" IN_LIST arg_LABELS)
-    set(cost 100)
+  if(arg_LABEL STREQUAL "slow")
+    set(processors 1)
+    set(cost 100)  # the costly ones start first
   endif()
-  string(REPLACE ";" "\\;" labels "${arg_LABELS}")
   gtest_discover_tests(${name} TEST_PREFIX "${name}." NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
-                       PROPERTIES LABELS "${labels}" TIMEOUT ${arg_TIMEOUT} COST ${cost})
+                       PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT} COST ${cost} PROCESSORS ${processors})
+endfunction()
+
+# orvane_command_test(<name> LABEL <label> TIMEOUT <seconds> [COST <cost>] COMMAND <command...>)
+#
+# Registers a command as a test, which passes if the command ends with 0. It runs at the top of the repository.
+function(orvane_command_test name)
+  cmake_parse_arguments(arg "" "LABEL;TIMEOUT;COST" "COMMAND" ${ARGN})
+  if(NOT arg_COST)
+    set(arg_COST 1)
+  endif()
+  add_test(NAME ${name} COMMAND ${arg_COMMAND} WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
+  set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} COST ${arg_COST}
+                       PROCESSORS ${ORVANE_ORDINARY_TEST_PROCESSORS})
 endfunction()

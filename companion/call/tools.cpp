@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr char kDescription[] =
+constexpr char kToolsDescription[] =
     "Prints a line for each tool of the server with its arguments and their types; with TOOL, what it does\n"
     "and what each argument means. Needs no host.";
 
@@ -46,7 +46,7 @@ std::optional<std::string> describeTools(const std::vector<std::string>& names,
 
 int runTools(const QStringList& arguments) {
   QCommandLineParser parser;
-  parser.setApplicationDescription(QString::fromLatin1(kDescription));
+  parser.setApplicationDescription(QString::fromLatin1(kToolsDescription));
   parser.addOption(serverOption());
   if (const std::optional<int> status =
           parseCommandLine(parser, arguments, QStringLiteral("tools [TOOL ...] [options]")))

@@ -45,7 +45,7 @@ std::string locateServer(const QString& given, std::string& error) {
 
 std::string locateServer(const QCommandLineParser& parser) {
   std::string error;
-  const std::string path = locateServer(parser.value(QStringLiteral("server")), error);
+  std::string path = locateServer(parser.value(QStringLiteral("server")), error);
   if (path.empty()) complain(QString::fromStdString(error));
   return path;
 }

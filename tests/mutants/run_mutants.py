@@ -130,7 +130,7 @@ class Copy:
 
     def killed_by_stage(self):
         for stage in STAGES:
-            if not self.quietly("ctest", "--test-dir", str(self.build), "--stop-on-failure", "-j4", *stage):
+            if not self.quietly("ctest", "--test-dir", str(self.build), "--stop-on-failure", "-j32", *stage):
                 return " ".join(stage)
         return None
 
