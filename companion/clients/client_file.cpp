@@ -18,7 +18,7 @@ FileChange tryToChange(const Client& client, const Edit& edit, bool& wasChangedM
   const std::optional<SettingsFile> file = readSettingsFile(client.file, change.error);
   if (!file) return change;
   const TextEdit edited = edit(file->text);
-  if (!edited.error.empty()) return {.error = client.file + ": " + edited.error};
+  if (!edited.error.empty()) return {.error = edited.error};
   if (edited.text == file->text) return change;
   const Replacement replacement = replaceSettingsFile(*file, edited.text);
   wasChangedMeanwhile = replacement.wasChangedMeanwhile;
@@ -53,13 +53,9 @@ ClientFileState look(const Client& client) {
   const std::optional<SettingsFile> file = readSettingsFile(client.file, state.error);
   state.exists = !file || file->exists;
   if (!file || !file->exists) return state;
-  std::string mistake;
-  const std::optional<OrderedJson> root = readClientText(client, file->text, mistake);
+  const std::optional<OrderedJson> root = readClientText(client, file->text, state.error);
   state.doesNotParse = !root;
-  if (!root) {
-    state.error = client.file + ": " + mistake;
-    return state;
-  }
+  if (!root) return state;
   if (const OrderedJson* const entry = memberAt(*root, client.entryPath())) {
     state.hasEntry = true;
     state.entry = *entry;

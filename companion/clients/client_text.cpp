@@ -45,7 +45,8 @@ bool means(const std::string& text, OrderedJson expected, const Client& client) 
 }
 
 TextEdit refusal(const Client& client) {
-  return {.error = "it is written in a way that cannot be changed safely here; \"orvane-mcp config " +
+  return {.error = client.file +
+                   " is written in a way that cannot be changed safely here; \"orvane-mcp config " +
                    client.id + "\" prints the entry"};
 }
 
@@ -98,9 +99,10 @@ std::optional<OrderedJson> readClientText(const Client& client, const std::strin
   std::optional<OrderedJson> root =
       isToml(client) ? parseToml(text, error)
                      : parseJson(withObjectIfVoid(text, client.dialect()), client.dialect(), error);
-  if (!root) return root;
-  error = obstacleIn(*root, client);
-  return error.empty() ? root : std::nullopt;
+  if (root) error = obstacleIn(*root, client);
+  if (error.empty()) return root;
+  error.insert(0, client.file + ": ");
+  return std::nullopt;
 }
 
 TextEdit withEntry(const Client& client, const std::string& text, const OrderedJson& entry) {

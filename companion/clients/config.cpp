@@ -87,11 +87,11 @@ std::optional<Launch> launchFor(const QCommandLineParser& parser, const Options&
 /// The folder in which the server is to look for the host's socket; empty when that is the usual one. Clients
 /// do not pass TMPDIR on, so the entry must carry it. One that an entry carries already must not go on
 /// leading elsewhere: it is made the usual folder.
-std::string temporaryFolderFor(const Client& client) {
+QString temporaryFolderFor(const Client& client) {
   const QString given = qEnvironmentVariable(kTemporaryFolder);
-  if (!given.isEmpty()) return QDir(given).absolutePath().toStdString();
+  if (!given.isEmpty()) return QDir(given).absolutePath();
   const std::map<std::string, std::string> entered = look(client).launch.environment;
-  return entered.contains(kTemporaryFolder) ? QDir::tempPath().toStdString() : std::string();
+  return entered.contains(kTemporaryFolder) ? QDir::tempPath() : QString();
 }
 
 int report(const FileChange& change, const std::string& unchanged, const std::string& note) {
@@ -125,8 +125,12 @@ int configure(Client client, const QCommandLineParser& parser, const Options& op
   if (parser.isSet(options.remove)) return report(takeOut(client), client.file + " has no such entry.", "");
   std::optional<Launch> launch = launchFor(parser, options);
   if (!launch) return kFailure;
-  if (const std::string folder = temporaryFolderFor(client); !folder.empty())
-    launch->environment[kTemporaryFolder] = folder;
+  const QString folder = temporaryFolderFor(client);
+  if (folder.contains(QChar::ReplacementCharacter)) {
+    complain(QStringLiteral("TMPDIR is not UTF-8 text, so no client's file can hold it"));
+    return kFailure;
+  }
+  if (!folder.isEmpty()) launch->environment[kTemporaryFolder] = folder.toStdString();
   if (changesFile) return write(client, *launch);
   std::fputs(fileFor(client, *launch).c_str(), stdout);
   return kSuccess;

@@ -2,10 +2,12 @@
 
 #include "companion/clients/settings_backup.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QThread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -18,6 +20,12 @@
 namespace {
 
 constexpr int kNone = -1;
+
+/// Longest wait for a lock, in milliseconds. Those who change settings hold it for some of them.
+constexpr int kLockLimitMs = 5000;
+
+/// How long to wait before a lock is tried again, in milliseconds.
+constexpr int kLockPauseMs = 10;
 
 std::string reasonOf(int error) {
   return std::strerror(error);
@@ -38,6 +46,15 @@ QString nearestFolder(const QString& path) {
 
 int openFolder(const QString& folder) {
   return ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+/// Locks the folder as soon as nobody else does, but no later than after `limitMs`: some other program may
+/// hold it for a purpose of its own.
+void lockFor(int folder, int limitMs) {
+  const QDeadlineTimer limit(limitMs);
+  while (folder != kNone && ::flock(folder, LOCK_EX | LOCK_NB) != 0 &&
+         (errno == EWOULDBLOCK || errno == EINTR) && !limit.hasExpired())
+    QThread::msleep(kLockPauseMs);
 }
 
 /// Makes the missing folders on the way to `path`; root gives them to the owner of the one they are in.
@@ -99,8 +116,7 @@ SettingsLock::SettingsLock(const std::string& name) {
        nearest = nearestFolder(resolvedPath(name))) {
     if (folder_ != kNone) ::close(folder_);
     folder_ = openFolder(nearest);
-    while (folder_ != kNone && ::flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
-    }
+    lockFor(folder_, kLockLimitMs);
     locked = nearest;
   }
 }

@@ -19,7 +19,7 @@ struct SettingsFile {
 std::optional<SettingsFile> readSettingsFile(const std::string& name, std::string& error);
 
 /// Keeps the other processes that take this lock from changing the file for as long as it lives. It locks the
-/// folder, so that nothing is left behind; where folders cannot be locked it does nothing.
+/// folder, so that nothing is left behind; where that fails for 5 seconds it does nothing.
 class SettingsLock {
  public:
   explicit SettingsLock(const std::string& name);

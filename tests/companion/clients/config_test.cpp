@@ -346,16 +346,16 @@ TEST_F(ConfigFile, HoldsWhatEveryOneOfManyAtOnceWrites) {
 }
 
 TEST_F(ConfigFile, IsRefusedWhenItIsNoFile) {
+  put("{}");
   const std::string pipe = folder_.path() + "/pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   const std::string nowhere = folder_.path() + "/link";
   fs::create_symlink("/nonexistent/file", nowhere);
   const std::vector<std::pair<std::string, std::string>> rows = {
-      {"/dev/null", "/dev/null is not a regular file"},
       {pipe, pipe + " is not a regular file"},
       {folder_.path(), folder_.path() + " is a folder"},
       {nowhere, nowhere + " is a symbolic link to nothing"},
-      {"/dev/null/file", "cannot read /dev/null/file: Not a directory"},
+      {path_ + "/file", "cannot read " + path_ + "/file: Not a directory"},
   };
   for (const auto& [path, complaint] : rows) {
     const Outcome outcome = config({"--write", "--file", path});
@@ -437,7 +437,7 @@ TEST_F(ConfigFile, IsLeftAloneWhenItSaysTheSameThingTwice) {
   const Outcome outcome = config({"--remove"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.error, "orvane-mcp: " + path_ +
-                               ": it is written in a way that cannot be changed safely here; "
+                               " is written in a way that cannot be changed safely here; "
                                "\"orvane-mcp config claude-code\" prints the entry\n");
   EXPECT_EQ(content(), ambiguous);
   EXPECT_EQ(filesInFolder(), (std::vector<std::string>{".claude.json"}));
