@@ -1,196 +1,158 @@
 #!/usr/bin/env python3
-"""run_mutants.py [--check] [--jobs N] [WORD ...]
+"""Sees whether the tests notice faults, each put into a copy of the project by itself.
 
-Puts each listed fault into a copy of the project and runs the tests until one fails; prints the faults that no test
-noticed and exits with 1 if there is one. --check only sees whether every fault still fits its source, and whether
-each source file has one. WORDs choose the mutants whose title or file holds one of them.
+run_mutants.py [--jobs N] [WORD ...]                  the faults listed beside this file; WORDs choose among them
+run_mutants.py --check                                only sees whether each of those still fits its source
+run_mutants.py --random N [--seed S] [FOLDER]         N faults drawn by chance from all of FOLDER (src)
+run_mutants.py --again [FOLDER]                       the survivors of the last random run, once more
+
+Prints every fault that no test noticed, and exits with 1 if there is one. Survivors of which cannot_show.txt says why no
+behaviour can show them are counted apart.
 """
 
 import argparse
-import concurrent.futures
+import itertools
+import json
 import pathlib
-import queue
-import shutil
-import subprocess
+import random
+import secrets
 import sys
+import time
 
-HERE = pathlib.Path(__file__).resolve().parent
-ROOT = HERE.parent.parent
-WORK = ROOT / "build" / "mutants"
-COPIED = ["CMakeLists.txt", "CMakePresets.json", "cmake", "src", "devhost", "companion", "packaging", "tests", "fuzz",
-          "bench"]
-# A folder's own tests come first: they notice most of its faults, and only they have to be linked for it.
-OWN_TESTS = {"src/json": ["json_tests"], "src/mcp": ["mcp_tests"], "src/server": ["server_tests", "server_call_tests"],
-             "src/ipc": ["ipc_tests"], "src/tools": ["tools_tests"]}
-OWN_TESTS_LIMIT_S = 120
-# Then all tests, cheap ones first; the last are those with waits of half a minute.
-STAGES = [["-L", "unit"], ["-L", "process|fuzz-replay", "-LE", "slow"], ["-L", "slow"],
-          ["-R", "^load.memory_given_back$"]]
-TARGETS_OF_NO_INTEREST = ["-DORVANE_BUILD_DEVHOST=OFF", "-DORVANE_BUILD_COMPANION=OFF"]
+from listed_faults import read_all, reasons
+from workbench import ROOT, WORK, Workbench
+
+EXTENSIONS = {".cpp", ".h"}
 
 
-class Mutant:
-    def __init__(self, file, title):
-        self.file = file
-        self.title = title
-        self.before = []
-        self.after = []
-
-    def name(self):
-        return f"{self.file}: {self.title}"
-
-    def mutated(self, source):
-        """The source with the fault in it; None if the fault does not fit exactly once."""
-        before = "\n".join(self.before) + "\n"
-        lines = "\n" + source
-        if lines.count("\n" + before) != 1:
-            return None
-        return lines.replace("\n" + before, "\n" + "\n".join(self.after) + "\n")[1:]
-
-
-def read_list(path):
-    mutants = []
-    file = None
-    for line in path.read_text().splitlines():
-        if line.startswith("file: "):
-            file = line[len("file: "):]
-        elif line.startswith("== "):
-            mutants.append(Mutant(file, line[3:]))
-        elif line.startswith("- "):
-            mutants[-1].before.append(line[2:])
-        elif line.startswith("+ "):
-            mutants[-1].after.append(line[2:])
-        elif line.strip():
-            sys.exit(f"run_mutants.py: {path.name}: what is '{line}'?")
-    return mutants
-
-
-def read_all():
-    mutants = []
-    for path in sorted(HERE.glob("*.txt")):
-        mutants += read_list(path)
-    return mutants
-
-
-def check(mutants):
-    wrong = [m.name() for m in mutants if m.mutated((ROOT / m.file).read_text()) is None]
-    for name in wrong:
-        print(f"does not fit its source exactly once: {name}")
+def check(faults):
+    wrong = [f.title() for f in faults if f.mutated((ROOT / f.file).read_bytes()) is None]
+    for title in wrong:
+        print(f"does not fit its source exactly once: {title}")
     sources = {str(p.relative_to(ROOT)) for p in (ROOT / "src").rglob("*.cpp")}
-    missing = sorted(sources - {m.file for m in mutants} - {"src/server/mcp_server.cpp"})  # one line, no choices
+    missing = sorted(sources - {f.file for f in faults} - {"src/server/mcp_server.cpp"})  # one line, no choices
     for name in missing:
         print(f"has no mutant: {name}")
-    print(f"{len(mutants)} mutants of {len({m.file for m in mutants})} files")
+    print(f"{len(faults)} mutants of {len({f.file for f in faults})} files")
     return 1 if wrong or missing else 0
 
 
-class Copy:
-    """A copy of the project, built once, in which faults come and go."""
-
-    def __init__(self, number):
-        self.root = WORK / f"copy{number}"
-        self.build = self.root / "build"
-
-    def quietly(self, *command):
-        return subprocess.run(command, cwd=self.root, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              stdin=subprocess.DEVNULL).returncode == 0
-
-    def prepare(self):
-        self.root.mkdir(parents=True, exist_ok=True)
-        for name in COPIED:
-            target = self.root / name
-            if (ROOT / name).is_dir():
-                # Files that did not change keep their time, so that a second run builds little; the others must not
-                # take on the original's, or what was built of a mutant would count as newer.
-                subprocess.run(["rsync", "-a", "--no-times", "--delete", "--checksum", "--exclude=node_modules",
-                                f"{ROOT / name}/", str(target)], check=True)
-            elif (ROOT / name).exists():
-                shutil.copy2(ROOT / name, target)
-        if not self.quietly("cmake", "--preset", "dev", "-B", str(self.build), *TARGETS_OF_NO_INTEREST):
-            sys.exit("run_mutants.py: the copy does not configure")
-        if not self.builds() or self.killed_by_stage() is not None:
-            sys.exit("run_mutants.py: the project fails its tests without any mutant")
-
-    def builds(self, *targets):
-        return self.quietly("cmake", "--build", str(self.build), *(["--target", *targets] if targets else []))
-
-    def killed_by_own_tests(self, folder):
-        """The first of the folder's own test programs that fails or does not end; None if all pass."""
-        for program in OWN_TESTS.get(folder, []):
-            path = self.build / "tests" / pathlib.Path(folder).name / program
-            try:
-                done = subprocess.run([path, "--gtest_fail_fast"], cwd=path.parent, stdin=subprocess.DEVNULL,
-                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=OWN_TESTS_LIMIT_S,
-                                      check=False)
-            except subprocess.TimeoutExpired:
-                return program
-            if done.returncode != 0:
-                return program
-        return None
-
-    def killed_by_stage(self):
-        for stage in STAGES:
-            if not self.quietly("ctest", "--test-dir", str(self.build), "--stop-on-failure", "-j32", *stage):
-                return " ".join(stage)
-        return None
-
-    def verdict(self, mutant):
-        source = self.root / mutant.file
-        original = source.read_text()
-        try:
-            source.write_text(mutant.mutated(original))
-            folder = str(pathlib.Path(mutant.file).parent)
-            if not self.builds(*OWN_TESTS.get(folder, [])):
-                return "does not build"
-            stage = self.killed_by_own_tests(folder)
-            if stage is None and not self.builds():
-                return "does not build"
-            stage = stage or self.killed_by_stage()
-            return "SURVIVED" if stage is None else f"killed by {stage}"
-        finally:
-            source.write_text(original)
+def area_of(folder):
+    return pathlib.PurePath(folder).parts[0]
 
 
-def run(mutants, jobs):
-    copies = queue.Queue()
-    for number in range(jobs):
-        copy = Copy(number)
-        copy.prepare()
-        copies.put(copy)
+# --- the list ---
 
-    def judge(mutant):
-        copy = copies.get()
-        try:
-            return mutant, copy.verdict(mutant)
-        finally:
-            copies.put(copy)
-
+def run_listed(faults, jobs):
     survivors = []
-    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        for number, (mutant, verdict) in enumerate(pool.map(judge, mutants), 1):
-            print(f"[{number}/{len(mutants)}] {mutant.name()}: {verdict}", flush=True)
-            if not verdict.startswith("killed"):
-                survivors.append(mutant)
-    print(f"{len(mutants) - len(survivors)} of {len(mutants)} mutants killed")
-    for mutant in survivors:
-        print(f"not noticed: {mutant.name()}")
+    areas = sorted({area_of(f.file) for f in faults})
+    number = 0
+    for area in areas:
+        for fault, verdict in Workbench(area, jobs).judge([f for f in faults if area_of(f.file) == area]):
+            number += 1
+            print(f"[{number}/{len(faults)}] {fault.title()}: {verdict}", flush=True)
+            if not verdict.startswith("noticed"):
+                survivors.append(fault)
+    print(f"{len(faults) - len(survivors)} of {len(faults)} mutants noticed")
+    for fault in survivors:
+        print(f"not noticed: {fault.title()}")
     return 1 if survivors else 0
+
+
+# --- by chance ---
+
+def judge_random(bench, faults, wanted):
+    """Judges faults until `wanted` of them could be built into something else; returns {fault: verdict}."""
+    verdicts = {}
+    judged = 0
+    faults = iter(faults)
+    while judged < wanted:
+        # Neighbours share a file, whose other parts then need not be built again.
+        batch = sorted(itertools.islice(faults, wanted - judged))
+        if not batch:
+            break
+        for fault, verdict in bench.judge(batch):
+            verdicts[fault] = verdict
+            judged += verdict == "SURVIVED" or verdict.startswith("noticed")
+            title = fault.title((ROOT / fault.file).read_bytes())
+            print(f"[{judged}/{wanted}] {verdict}: {title}", flush=True)
+    return verdicts
+
+
+def report(folder, seed, verdicts):
+    known = reasons()
+    unseen, hidden = [], []
+    for fault in sorted(f for f, verdict in verdicts.items() if verdict == "SURVIVED"):
+        source = (ROOT / fault.file).read_bytes()
+        reason = known.get((fault.file, fault.function, *fault.change(source)))
+        (unseen if reason is None else hidden).append((fault.title(source), reason))
+    noticed = sum(verdict.startswith("noticed") for verdict in verdicts.values())
+    print(f"\n{folder}, seed {seed}, {time.strftime('%Y-%m-%d')}: {len(verdicts)} faults drawn; "
+          f"{sum(v == 'does not build' for v in verdicts.values())} do not build, "
+          f"{sum(v == 'compiles to the same' for v in verdicts.values())} compile to the same.")
+    for title, reason in hidden:
+        print(f"cannot show: {title}\n    {reason}")
+    for title, _ in unseen:
+        print(f"not noticed: {title}")
+    can_show = noticed + len(unseen)
+    print(f"{noticed} of {can_show} that can show are noticed: {100 * noticed / max(can_show, 1):.1f} %; "
+          f"{len(hidden)} more cannot show.")
+    return 1 if unseen else 0
+
+
+def run_random(folder, wanted, seed, jobs):
+    from random_faults import drawn, faults_of
+
+    bench = Workbench(area_of(folder), jobs)
+    names = sorted(str(path.relative_to(ROOT)) for path in (ROOT / folder).rglob("*") if path.suffix in EXTENSIONS)
+    faults = faults_of(bench.build.parent, bench.build, names)
+    print(f"{len(faults)} faults fit {folder}; {wanted} are drawn with seed {seed}", flush=True)
+    verdicts = judge_random(bench, drawn(faults, random.Random(seed)), wanted)
+    survivors = [[f.file, f.start, f.end, f.replacement.decode(), f.kind, f.function]
+                 for f, verdict in verdicts.items() if verdict == "SURVIVED"]
+    last_run(folder).write_text(json.dumps({"seed": seed, "survivors": survivors}))
+    return report(folder, seed, verdicts)
+
+
+def last_run(folder):
+    return WORK / f"last_run_{folder.replace('/', '_')}.json"
+
+
+def run_again(folder, jobs):
+    from random_faults import Fault
+
+    last = json.loads(last_run(folder).read_text())
+    faults = [Fault(file, start, end, replacement.encode(), kind, function)
+              for file, start, end, replacement, kind, function in last["survivors"]]
+    bench = Workbench(area_of(folder), jobs)
+    return report(folder, last["seed"], judge_random(bench, faults, len(faults)))
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--check", action="store_true")
+    parser.add_argument("--random", type=int, metavar="N")
+    parser.add_argument("--seed", type=int)
+    parser.add_argument("--again", action="store_true")
     parser.add_argument("--jobs", type=int, default=2)
-    parser.add_argument("words", nargs="*")
+    parser.add_argument("words", nargs="*", metavar="WORD or FOLDER")
     options = parser.parse_args()
-    mutants = read_all()
+    if options.random is not None or options.again:
+        folder = options.words[0].rstrip("/") if options.words else "src"
+        if len(options.words) > 1 or not (ROOT / folder).is_dir() or area_of(folder) not in ("src", "companion", "devhost"):
+            parser.error("one folder of src, companion or devhost, please")
+        if options.again:
+            return run_again(folder, options.jobs)
+        seed = secrets.randbelow(1_000_000) if options.seed is None else options.seed
+        return run_random(folder, options.random, seed, options.jobs)
+    faults = read_all()
     if options.check:
-        return check(mutants)
+        return check(faults)
     if options.words:
-        mutants = [m for m in mutants if any(word in m.name() for word in options.words)]
-        if not mutants:
+        faults = [f for f in faults if any(word in f.title() for word in options.words)]
+        if not faults:
             parser.error("no mutant has such a title")
-    return run(mutants, options.jobs)
+    return run_listed(faults, options.jobs)
 
 
 if __name__ == "__main__":
