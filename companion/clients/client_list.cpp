@@ -88,7 +88,8 @@ std::vector<Client> knownClients() {
                        .servers = stringsOf(row["servers"]),
                        .entry = row["entry"],
                        .environment = row["environment"],
-                       .signs = stringsOf(row["signs"])});
+                       .signs = stringsOf(row["signs"]),
+                       .needs = row.value("needs", "")});
   return clients;
 }
 

@@ -33,6 +33,7 @@ struct Client {
   OrderedJson entry;               ///< with "$PROGRAM", "$ARGUMENTS" and "$COMMAND_LINE" where those go
   std::string environment;         ///< the entry's member for the environment of the server
   std::vector<std::string> signs;  ///< what only those have who use the client: programs, files and folders
+  std::string needs;               ///< what the user has to do beside the entry, a sentence; mostly empty
 
   /// Where the server's entry is in the file.
   KeyPath entryPath() const;

@@ -109,12 +109,19 @@ int report(const FileChange& change, const std::string& unchanged, const std::st
   return kSuccess;
 }
 
+/// Says on `stream` what `client` needs beside its entry, if anything.
+void tellNeeds(const Client& client, std::FILE* stream) {
+  if (!client.needs.empty()) std::fprintf(stream, "%s\n", client.needs.c_str());
+}
+
 int write(const Client& client, const Launch& launch) {
   const auto folder = launch.environment.find(kTemporaryFolder);
   std::string note;
   if (folder != launch.environment.end())
     note = " The entry sets TMPDIR to " + folder->second + ", since clients do not pass theirs on.";
-  return report(enter(client, launch), client.file + " has this entry already.", note);
+  const int status = report(enter(client, launch), client.file + " has this entry already.", note);
+  if (status == kSuccess) tellNeeds(client, stdout);
+  return status;
 }
 
 int configure(Client client, const QCommandLineParser& parser, const Options& options) {
@@ -133,6 +140,7 @@ int configure(Client client, const QCommandLineParser& parser, const Options& op
   if (!folder.isEmpty()) launch->environment[kTemporaryFolder] = folder.toStdString();
   if (changesFile) return write(client, *launch);
   std::fputs(fileFor(client, *launch).c_str(), stdout);
+  tellNeeds(client, stderr);  // the output alone is the client's file
   return kSuccess;
 }
 

@@ -212,6 +212,17 @@ TEST(Config, MakesARelativeTmpdirAbsolute) {
             fs::current_path().string() + "/sockets");
 }
 
+TEST(Config, SaysWhatAClientNeedsBesideItsEntry) {
+  const TemporaryFolder folder;
+  const Outcome printed = runCompanion(folder, {"config", "gemini-cli"});
+  EXPECT_TRUE(Json::accept(printed.output)) << printed.output;
+  EXPECT_THAT(printed.error, HasSubstr("folders that it trusts"));
+  const Outcome written = runCompanion(folder, {"config", "gemini-cli", "--write"});
+  EXPECT_THAT(written.output, HasSubstr("folders that it trusts"));
+  EXPECT_EQ(written.error, "");
+  EXPECT_EQ(runCompanion(folder, {"config", "codex"}).error, "");
+}
+
 TEST(Config, PassesAChosenServerOn) {
   const TemporaryFolder folder;
   const std::string printed = runConfig(folder, {"cursor", "--server", ORVANE_FAKE_SERVER}).output;
