@@ -30,16 +30,23 @@ export function tableOfClients(rows) {
   return table([head, ...rows.map(tableRow)]);
 }
 
-/// Who noticed it: the client's name, and in which way it was run when it was not noticed in both.
-function witness({ client, bare, serve }, isIt) {
+const kWays = { both: '', bare: 'with the bare server only: ', serve: 'through `serve` only: ' };
+
+/// In which way of running its client the thing was noticed, if in any.
+function wayOf({ bare, serve }, isIt) {
   const [withBare, withServe] = [bare, serve].map(({ notices }) => notices.some(isIt));
-  if (withBare && withServe) return client.title;
-  if (withBare) return `${client.title} (bare server only)`;
-  return withServe ? `${client.title} (through \`serve\` only)` : undefined;
+  if (withBare && withServe) return 'both';
+  if (withBare) return 'bare';
+  return withServe ? 'serve' : undefined;
 }
 
+/// Who noticed it, by the way in which they were run.
 function witnesses(rows, isIt) {
-  return rows.map((row) => witness(row, isIt)).filter((name) => name !== undefined);
+  const groups = Object.entries(kWays).map(([way, words]) => {
+    const titles = rows.filter((row) => wayOf(row, isIt) === way).map(({ client }) => client.title);
+    return titles.length === 0 ? '' : words + titles.join('; ');
+  });
+  return groups.filter((group) => group !== '').join('; ');
 }
 
 function valuesOf(rows, what) {
@@ -52,7 +59,7 @@ export function listOfNotices(rows, words) {
   const lines = Object.entries(words).flatMap(([what, text]) => {
     const values = valuesOf(rows, what);
     if (values.length === 0) return [];
-    const by = (value) => witnesses(rows, (each) => each.notice === what && each.value === value).join('; ');
+    const by = (value) => witnesses(rows, (each) => each.notice === what && each.value === value);
     if (values[0] === '') return [`- ${text}`, `  - ${by('')}`];
     return [`- ${text}`, ...values.map((value) => `  - ${by(value)}: \`${value}\``)];
   });
