@@ -6,6 +6,7 @@
 #include "companion/common/build_values.h"
 #include "companion/common/command.h"
 #include "companion/common/did_you_mean.h"
+#include "companion/common/printing.h"
 #include "companion/doctor/doctor.h"
 #include "companion/serve/serve.h"
 
@@ -51,19 +52,14 @@ QString unknownCommand(const QString& name) {
   return QString::fromStdString(thereIsNo("command", name.toStdString(), known, "see --help"));
 }
 
-/// A standard stream that the caller has closed would give its number to the next file that is opened.
+/// A standard stream that the caller has closed would give its number to the next file that is opened. In its
+/// place come an input without bytes and outputs that refuse to be written.
 void openStandardStreams() {
   for (int stream = 0; stream < 3; ++stream)
-    if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
+    if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", O_RDONLY);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  openStandardStreams();
-  const QCoreApplication application(argc, argv);
-  QCoreApplication::setApplicationName(QStringLiteral("orvane-mcp"));
-  const QStringList arguments = QCoreApplication::arguments();
+int run(const QStringList& arguments) {
   const QString name = arguments.value(1);
   if (name.isEmpty()) return refuse(QStringLiteral("no command is given; see --help"));
   if (name == QLatin1StringView("--help") || name == QLatin1StringView("-h")) {
@@ -79,4 +75,13 @@ int main(int argc, char** argv) {
                    [&name](const Subcommand& each) { return name == QLatin1StringView(each.name); });
   if (subcommand == std::end(kSubcommands)) return refuse(unknownCommand(name));
   return subcommand->run(arguments);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  openStandardStreams();
+  const QCoreApplication application(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("orvane-mcp"));
+  return finishOutput(run(QCoreApplication::arguments()));
 }

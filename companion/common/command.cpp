@@ -1,9 +1,15 @@
 #include "companion/common/command.h"
 
+#include "companion/common/printing.h"
+
+#include <unistd.h>
+
 #include <cstdio>
 
 void complain(const QString& message) {
-  std::fprintf(stderr, "orvane-mcp: %s\n", qUtf8Printable(message));
+  const std::string text = message.toStdString();
+  const std::string line = "orvane-mcp: " + (::isatty(STDERR_FILENO) != 0 ? visible(text) : text) + '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 int refuse(const QString& message) {

@@ -12,7 +12,7 @@ inline constexpr int kSuccess = 0;
 inline constexpr int kFailure = 1;     ///< something is wrong, or the server reported an error
 inline constexpr int kWrongUsage = 2;  ///< the command line is wrong; one line on standard error says how
 
-/// Prints "orvane-mcp: " and `message` as one line on standard error.
+/// Prints "orvane-mcp: " and `message` as one line on standard error, on a terminal as visible() has it.
 void complain(const QString& message);
 
 /// Complains and returns kWrongUsage.

@@ -13,6 +13,13 @@
 #include <cerrno>
 #include <cstring>
 
+namespace {
+
+/// May connect to everybody's sockets.
+constexpr uid_t kRoot = 0;
+
+}  // namespace
+
 std::string hostSocketPath() {
   return (QDir::tempPath() + u'/' + QLatin1StringView(kServiceName)).toStdString();
 }
@@ -31,9 +38,12 @@ std::optional<SocketIdentity> identityOf(const std::string& path) {
 
 HostSocketVisit visitHostSocket(const std::string& path) {
   struct stat file {};
-  if (::stat(path.c_str(), &file) != 0) return {HostSocketState::kMissing};
+  if (::stat(path.c_str(), &file) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return {HostSocketState::kMissing};
+    return {HostSocketState::kHidden, std::strerror(errno)};
+  }
   if (!S_ISSOCK(file.st_mode)) return {HostSocketState::kNotASocket};
-  if (file.st_uid != ::geteuid()) return {HostSocketState::kOtherOwner};
+  if (file.st_uid != ::geteuid() && ::geteuid() != kRoot) return {HostSocketState::kOtherOwner};
 
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -46,5 +56,6 @@ HostSocketVisit visitHostSocket(const std::string& path) {
   ::close(probe);
   if (failed == 0) return {HostSocketState::kListening};
   if (reason == ECONNREFUSED) return {HostSocketState::kStale};
+  if (reason == EAGAIN) return {HostSocketState::kBusy};
   return {HostSocketState::kUnreachable, std::strerror(reason)};
 }

@@ -25,17 +25,19 @@ std::optional<SocketIdentity> identityOf(const std::string& path);
 enum class HostSocketState {
   kListening,    ///< somebody accepts connections
   kMissing,      ///< nothing is at the path
+  kHidden,       ///< the way to it may not be searched; see HostSocketVisit::reason
   kNotASocket,   ///< something else is at the path
-  kOtherOwner,   ///< it belongs to another user
+  kOtherOwner,   ///< it belongs to another user, and this one is not root
   kStale,        ///< left behind: nobody listens any more
+  kBusy,         ///< somebody listens, but accepts nobody for now: the queue of connections is full
   kUnreachable,  ///< connecting fails for another reason; see HostSocketVisit::reason
 };
 
 struct HostSocketVisit {
   HostSocketState state = HostSocketState::kMissing;
-  std::string reason = {};  ///< of the system, for kUnreachable
+  std::string reason = {};  ///< of the system, for kHidden and kUnreachable
 };
 
-/// Looks at the socket at `path` and, when it is this user's, opens a connection to the host and closes it
-/// at once. Sends nothing.
+/// Looks at the socket at `path` and, when it is this user's or this user is root, opens a connection to the
+/// host and closes it at once. Sends nothing.
 HostSocketVisit visitHostSocket(const std::string& path);

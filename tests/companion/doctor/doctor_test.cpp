@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -15,6 +17,8 @@
 #include <map>
 
 namespace {
+
+constexpr uid_t kSomebodyElse = 65534;
 
 using testing::AllOf;
 using testing::ContainsRegex;
@@ -89,16 +93,102 @@ TEST(Doctor, TellsASocketLeftBehindFromNoneAndFromSomethingElse) {
   EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: " + folder.socketPath() + " is not a socket"));
 }
 
-TEST(Doctor, FindsASocketOfAnotherUser) {
+TEST(Doctor, FindsNothingWrongWithRootUsingTheSocketOfAUser) {
   const TemporaryFolder folder;
   const ScriptedHost host(folder.socketPath());
-  constexpr uid_t kSomebodyElse = 65534;
   if (::chown(folder.socketPath().c_str(), kSomebodyElse, static_cast<gid_t>(-1)) != 0)
     GTEST_SKIP() << "only root can give a socket away";
   const Outcome outcome = runCompanion(folder, {"doctor"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: the socket " + folder.socketPath() +
-                                        " belongs to another user. Remedy: "));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, HasSubstr("\nok     socket: a host listens at " + folder.socketPath()));
+}
+
+/// What `orvane-mcp doctor` prints when somebody else than root runs it. `mode` is that of the folder with
+/// the host's socket.
+std::string foundBySomebodyElse(const TemporaryFolder& folder, fs::perms mode) {
+  const TemporaryFolder programs;  // the build tree may not be everybody's to read
+  fs::copy_file(ORVANE_COMPANION, programs.path() + "/orvane-mcp");
+  fs::copy_file(ORVANE_SERVER, programs.path() + "/OrvaneMCPServer");
+  fs::permissions(programs.path(), fs::perms(0755));
+  fs::permissions(folder.path(), mode);
+  ServerProcess doctor({.socketFolder = folder.path(),
+                        .arguments = {"--reuid", std::to_string(kSomebodyElse), "--clear-groups",
+                                      programs.path() + "/orvane-mcp", "doctor"},
+                        .environment = {"HOME=" + programs.path()},
+                        .program = "/usr/bin/setpriv"});
+  doctor.waitForEnd();
+  return doctor.pendingOutput();
+}
+
+TEST(Doctor, FindsASocketOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  const TemporaryFolder folder;
+  const ScriptedHost host(folder.socketPath());
+  EXPECT_THAT(
+      foundBySomebodyElse(folder, fs::perms(0755)),
+      HasSubstr("\nwrong  socket: the socket " + folder.socketPath() + " belongs to another user. Remedy: "));
+}
+
+TEST(Doctor, TellsAFolderThatMayNotBeSearchedFromOneWithoutASocket) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  const TemporaryFolder folder;
+  const ScriptedHost host(folder.socketPath());
+  EXPECT_THAT(foundBySomebodyElse(folder, fs::perms(0700)),
+              HasSubstr("\nwrong  socket: cannot look for a socket at " + folder.socketPath() +
+                        ": Permission denied. Remedy: "));
+}
+
+/// A host that accepts nobody, and whose queue of connections is full.
+class FullHost {
+ public:
+  explicit FullHost(const std::string& path) : listener_(newSocket()) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const auto* const place = reinterpret_cast<const sockaddr*>(&address);
+    EXPECT_EQ(::bind(listener_, place, sizeof address), 0);
+    EXPECT_EQ(::listen(listener_, 0), 0);
+    bool isTaken = true;
+    while (isTaken) {
+      waiting_.push_back(newSocket());
+      isTaken = ::connect(waiting_.back(), place, sizeof address) == 0;
+    }
+  }
+  ~FullHost() {
+    for (const int each : waiting_) ::close(each);
+    ::close(listener_);
+  }
+  FullHost(const FullHost&) = delete;
+  FullHost& operator=(const FullHost&) = delete;
+
+ private:
+  static int newSocket() { return ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
+
+  int listener_;
+  std::vector<int> waiting_;
+};
+
+TEST(Doctor, TellsThatAHostIsBusy) {
+  const TemporaryFolder folder;
+  const FullHost host(folder.socketPath());
+  const Outcome outcome = runCompanion(folder, {"doctor"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, HasSubstr("\nnote   socket: the host at " + folder.socketPath() +
+                                        " is busy: too many connections wait for it. Remedy: wait"));
+}
+
+TEST(Doctor, PrintsALineAsSoonAsItsCheckHasEnded) {
+  const TemporaryFolder folder;
+  const std::string server = folder.path() + "/server";
+  put(server, "#!/bin/sh\nexec sleep 1000\n");
+  fs::permissions(server, fs::perms(0700));
+  ServerProcess doctor({.socketFolder = folder.path(),
+                        .arguments = {"doctor", "--server", server},
+                        .environment = {"HOME=" + folder.path()},
+                        .program = ORVANE_COMPANION});
+  EXPECT_THAT(doctor.readLine(), testing::StartsWith("ok     server: "));
+  EXPECT_THAT(doctor.readLine(), testing::StartsWith("note   libraries: "));
+  EXPECT_TRUE(doctor.isAlive());  // it waits for the server
 }
 
 TEST(Doctor, CallsTheHostWhenAsked) {
