@@ -2,12 +2,9 @@
 
 #include "companion/call/repl.h"
 #include "companion/call/tool_caller.h"
+#include "companion/call/tool_text.h"
 #include "companion/common/command.h"
 #include "companion/session/server_location.h"
-
-#include <unistd.h>
-
-#include <cstdio>
 
 namespace {
 
@@ -16,14 +13,9 @@ constexpr char kDescription[] =
     "a terminal. Values are taken as the tool's schema has them: case_sensitive=true,\n"
     "names='{\"0x10\":\"start\"}'. Or all of them as one JSON object. \"orvane-mcp tools\" names the tools.\n"
     "\n"
-    "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument.";
-
-/// Prints the text of a result and a line feed.
-void printResult(const std::string& text) {
-  const auto value = ServerSession::Json::parse(text, nullptr, false);
-  const bool indent = ::isatty(STDOUT_FILENO) != 0 && value.is_structured();
-  std::printf("%s\n", (indent ? value.dump(2) : text).c_str());
-}
+    "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument. With --repl it is "
+    "1\n"
+    "when a line of a script failed.";
 
 int callOnce(ToolCaller& caller, const QStringList& words) {
   const std::string name = words.front().toStdString();
@@ -67,7 +59,5 @@ int runCall(const QStringList& arguments) {
 
   const std::unique_ptr<ToolCaller> caller = startToolCaller(locateServer(parser));
   if (!caller) return kFailure;
-  if (!isSession) return callOnce(*caller, words);
-  runRepl(*caller, printResult);
-  return kSuccess;
+  return isSession ? runRepl(*caller) : callOnce(*caller, words);
 }

@@ -1,27 +1,32 @@
 #include "companion/call/repl.h"
 
+#include "companion/call/history_file.h"
+#include "companion/call/interrupts.h"
 #include "companion/call/line_editor.h"
-#include "companion/call/tools.h"
+#include "companion/call/tool_text.h"
 #include "companion/common/command.h"
+#include "companion/common/printing.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <utility>
 
 namespace {
 
+constexpr char kPrompt[] = "orvane> ";
 constexpr char kBlanks[] = " \t";
+constexpr int kNoDescriptor = -1;
 constexpr const char* kSessionWords[] = {"help", "quit"};
 
 /// Where the first word of `line` begins and ends.
 std::pair<std::size_t, std::size_t> firstWordOf(const std::string& line) {
   const std::size_t begin = line.find_first_not_of(kBlanks);
   return {begin, line.find_first_of(kBlanks, begin)};
-}
-
-bool startsWith(const std::string& text, const std::string& start) {
-  return text.compare(0, start.size(), start) == 0;
 }
 
 std::vector<std::string> firstWords(const std::vector<Tool>& tools) {
@@ -37,33 +42,10 @@ std::vector<std::string> argumentWords(const std::string& line, const std::strin
   std::vector<std::string> words;
   for (const ToolArgument& argument : tool.arguments) {
     const std::string key = argument.name + '=';
-    if (startsWith(word, key) && argument.type == "boolean") return {key + "true ", key + "false "};
+    if (word.starts_with(key) && argument.type == "boolean") return {key + "true ", key + "false "};
     if (line.find(' ' + key) == std::string::npos) words.push_back(key);
   }
   return words;
-}
-
-void help(const std::vector<std::string>& names, const std::vector<Tool>& tools) {
-  if (names.empty()) {
-    printUsages(tools);
-    std::printf("help TOOL tells more of one; quit ends.\n");
-  }
-  if (const std::optional<std::string> unknown = describeTools(names, tools))
-    complain(QStringLiteral("there is no tool \"%1\"").arg(QString::fromStdString(*unknown)));
-}
-
-/// Makes the call that `words` say. Returns the mistake, or nothing.
-std::string callAsTyped(ToolCaller& caller, std::vector<std::string> words,
-                        const std::function<void(const std::string& text)>& print) {
-  const Tool* const tool = findTool(caller.tools(), words.front());
-  if (tool == nullptr) return "there is no tool \"" + words.front() + "\"; help names them";
-  words.erase(words.begin());
-  std::string error;
-  const auto arguments = readArguments(*tool, words, error);
-  if (!arguments) return error;
-  const CallOutcome outcome = caller.call(*tool, *arguments);
-  if (outcome.error.empty()) print(outcome.text);
-  return outcome.error;
 }
 
 /// The words of `line`. Arguments that are written as one JSON object keep their quotation marks.
@@ -73,6 +55,102 @@ std::optional<std::vector<std::string>> wordsOf(const std::string& line, std::st
   if (arguments != std::string::npos && line[arguments] == '{')
     return std::vector<std::string>{line.substr(tool, toolEnd - tool), line.substr(arguments)};
   return splitWords(line, error);
+}
+
+/// What a line is worth: a mistake, which is empty when there is none, or the end.
+struct LineOutcome {
+  std::string mistake = {};
+  bool isLast = false;
+};
+
+/// A session of calls.
+class Repl {
+ public:
+  explicit Repl(ToolCaller& caller);
+
+  int run();
+
+ private:
+  LineOutcome obey(const std::string& line);
+  std::string help(const std::vector<std::string>& names) const;
+  std::string callTool(std::vector<std::string> words);
+  void complainOf(const std::string& mistake);
+
+  ToolCaller& caller_;
+  std::unique_ptr<Interrupts> interrupts_;  ///< null without a terminal
+  LineEditor editor_;
+  int lineNumber_ = 0;
+  bool anyFailed_ = false;
+};
+
+Repl::Repl(ToolCaller& caller)
+    : caller_(caller),
+      interrupts_(::isatty(STDIN_FILENO) != 0 ? std::make_unique<Interrupts>() : nullptr),
+      editor_(
+          kPrompt, [this](const std::string& line) { return completionsOf(line, caller_.tools()); },
+          interrupts_.get(), HistoryFile(historyPath())) {
+  if (interrupts_) caller_.interruptBy(interrupts_->descriptor());
+}
+
+int Repl::run() {
+  while (const std::optional<std::string> line = editor_.readLine()) {
+    ++lineNumber_;
+    const LineOutcome outcome = obey(*line);
+    if (!outcome.mistake.empty()) complainOf(outcome.mistake);
+    if (outcome.isLast) break;
+    flushOutput();
+  }
+  caller_.interruptBy(kNoDescriptor);
+  if (std::ferror(stdin) != 0) {
+    complain(QStringLiteral("cannot read standard input"));
+    return kFailure;
+  }
+  return anyFailed_ && !interrupts_ ? kFailure : kSuccess;
+}
+
+LineOutcome Repl::obey(const std::string& line) {
+  LineOutcome outcome;
+  std::optional<std::vector<std::string>> words = wordsOf(line, outcome.mistake);
+  if (!words || words->empty()) return outcome;
+  const std::string first = words->front();
+  if (first == "quit") return {.isLast = true};
+  if (first == "help") {
+    words->erase(words->begin());
+    return {.mistake = help(*words)};
+  }
+  return {.mistake = callTool(std::move(*words))};
+}
+
+std::string Repl::help(const std::vector<std::string>& names) const {
+  if (names.empty()) {
+    printUsages(caller_.tools());
+    print("help TOOL tells more of one; quit ends.\n");
+  }
+  const std::optional<std::string> unknown = describeTools(names, caller_.tools());
+  return unknown ? "there is no tool \"" + *unknown + "\"" : std::string();
+}
+
+/// Makes the call that `words` say. Returns the mistake, or nothing.
+std::string Repl::callTool(std::vector<std::string> words) {
+  const Tool* const tool = findTool(caller_.tools(), words.front());
+  if (tool == nullptr) return "there is no tool \"" + words.front() + "\"; help names them";
+  words.erase(words.begin());
+  std::string error;
+  const auto arguments = readArguments(*tool, words, error);
+  if (!arguments) return error;
+  const CallOutcome outcome = caller_.call(*tool, *arguments);
+  const auto isInterrupted = [this] { return interrupts_ && interrupts_->take(); };
+  // The terminal has shown "^C" at the start of the line.
+  if (isInterrupted()) print("\n");
+  if (outcome.error.empty()) printResult(outcome.text, isInterrupted);
+  return outcome.error;
+}
+
+void Repl::complainOf(const std::string& mistake) {
+  anyFailed_ = true;
+  flushOutput();
+  const std::string place = interrupts_ ? std::string() : "line " + std::to_string(lineNumber_) + ": ";
+  complain(QString::fromStdString(place + mistake));
 }
 
 }  // namespace
@@ -93,25 +171,10 @@ std::vector<std::string> completionsOf(const std::string& line, const std::vecto
       words = argumentWords(line, word, *tool);
     }
   }
-  std::erase_if(words, [&word](const std::string& each) { return !startsWith(each, word); });
+  std::erase_if(words, [&word](const std::string& each) { return !each.starts_with(word); });
   return words;
 }
 
-void runRepl(ToolCaller& caller, const std::function<void(const std::string& text)>& print) {
-  LineEditor editor("orvane> ",
-                    [&caller](const std::string& line) { return completionsOf(line, caller.tools()); });
-  while (const std::optional<std::string> line = editor.readLine()) {
-    std::string error;
-    std::optional<std::vector<std::string>> words = wordsOf(*line, error);
-    if (words && words->empty()) continue;
-    if (words && words->front() == "quit") return;
-    if (words && words->front() == "help") {
-      words->erase(words->begin());
-      help(*words, caller.tools());
-    } else if (words) {
-      error = callAsTyped(caller, std::move(*words), print);
-    }
-    if (!error.empty()) complain(QString::fromStdString(error));
-    std::fflush(stdout);
-  }
+int runRepl(ToolCaller& caller) {
+  return Repl(caller).run();
 }

@@ -2,7 +2,6 @@
 
 #include "companion/call/tool_caller.h"
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,7 +10,11 @@
 /// "=" of a boolean, true and false. Words for the session ("help", "quit") are completed like tools.
 std::vector<std::string> completionsOf(const std::string& line, const std::vector<Tool>& tools);
 
-/// Reads calls from standard input, "TOOL [key=value ...]", and makes them one by one with `caller`, which
-/// has been started. `print` gets the text of each. A mistake is reported and does not end the session;
-/// "quit" and the end of input do.
-void runRepl(ToolCaller& caller, const std::function<void(const std::string& text)>& print);
+/// Reads calls from standard input, "TOOL [key=value ...]", makes them one by one with `caller`, which has
+/// been started, and prints the text of each. A mistake is reported and does not end the session; "quit" and
+/// the end of input do.
+///
+/// On a terminal with editing, a history that lasts, and with Ctrl-C to drop a line or to stop waiting for a
+/// call; the exit status is kSuccess. Else as a script: complaints tell the line's number, and the exit
+/// status is kFailure when a line failed or the input could not be read.
+int runRepl(ToolCaller& caller);

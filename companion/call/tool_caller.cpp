@@ -3,6 +3,7 @@
 #include "companion/common/command.h"
 #include "companion/session/host_socket.h"
 #include "companion/session/reply_fields.h"
+#include "companion/session/server_connection.h"
 
 #include <algorithm>
 #include <chrono>
@@ -106,21 +107,32 @@ ToolCaller::ToolCaller(std::string server, std::string socketPath)
 
 bool ToolCaller::start(std::string& error) {
   hostWatch_.serverStarts();
-  session_ = ServerSession::start(server_, ServerChild::Diagnostics::kPiped, error);
-  if (!session_ || !session_->ask("initialize", Json::object(), kServerLimitMs, error)) return false;
-  session_->notify("notifications/initialized");
-  const std::optional<Json> reply = session_->ask("tools/list", Json::object(), kServerLimitMs, error);
+  session_ = nullptr;
+  std::unique_ptr<ServerSession> session =
+      ServerSession::start(server_, ServerChild::Diagnostics::kPiped, error);
+  if (!session) return false;
+  session->interruptBy(interruption_);
+  if (!session->ask("initialize", Json::object(), kServerLimitMs, error)) return false;
+  session->notify("notifications/initialized");
+  const std::optional<Json> reply = session->ask("tools/list", Json::object(), kServerLimitMs, error);
   if (!reply) return false;
   error = errorOf(*reply);
   if (!error.empty()) return false;
   tools_.clear();
   const Json::json_pointer tools("/result/tools");
   if (reply->contains(tools)) std::ranges::transform(reply->at(tools), std::back_inserter(tools_), readTool);
+  session_ = std::move(session);
   return true;
 }
 
+void ToolCaller::interruptBy(int descriptor) {
+  interruption_ = descriptor;
+  if (session_) session_->interruptBy(descriptor);
+}
+
 bool ToolCaller::restartIfDue(std::string& error) {
-  return !hostWatch_.freshServerIsDue(session_->pid()) || start(error);
+  const bool isDue = !session_ || session_->hasEnded() || hostWatch_.freshServerIsDue(session_->pid());
+  return !isDue || start(error);
 }
 
 CallOutcome ToolCaller::call(const Tool& tool, const Json& arguments) {
@@ -129,17 +141,34 @@ CallOutcome ToolCaller::call(const Tool& tool, const Json& arguments) {
   if (!restartIfDue(outcome.error)) return outcome;
   const auto before = std::chrono::steady_clock::now();
   const std::optional<Json> reply = session_->ask("tools/call", params, kNoLimit, outcome.error);
-  if (!reply) return outcome;
+  if (!reply) {
+    session_ = nullptr;
+    if (outcome.error == kInterrupted)
+      outcome.error = "stopped waiting; the host may still carry the call out";
+    return outcome;
+  }
   const auto took =
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - before);
   outcome.error = errorOf(*reply);
   outcome.text = textOf(*reply);
-  hostWatch_.serverAnswered(outcome.error.empty() && outcome.text.empty(), took);
-  // The server has no words for a host that it cannot reach; an empty text is all that is left of the call.
-  const bool mayBeNoHost = outcome.error.empty() && outcome.text.empty();
-  if (mayBeNoHost && visitHostSocket(hostWatch_.socketPath()).state != HostSocketState::kListening)
-    outcome.error = "no host answers at " + hostWatch_.socketPath() + "; try \"orvane-mcp doctor\"";
+  const bool isEmpty = outcome.error.empty() && outcome.text.empty();
+  hostWatch_.serverAnswered(isEmpty, took);
+  if (isEmpty) outcome.error = whyEmpty(took);
   return outcome;
+}
+
+/// The server has no words for a host that does not answer; an empty text is all that is left of such a call.
+/// What is wrong when it took `took` to come; empty when it is what the host answered.
+std::string ToolCaller::whyEmpty(std::chrono::milliseconds took) const {
+  const HostSocketState host = visitHostSocket(hostWatch_.socketPath()).state;
+  if (host != HostSocketState::kListening && host != HostSocketState::kBusy)
+    return "no host answers at " + hostWatch_.socketPath() + "; try \"orvane-mcp doctor\"";
+  if (!holdsHostConnection(session_->pid()))
+    return "the host closed the connection without an answer; it may have carried the call out";
+  if (took < kServerGivesUpAfterMs) return {};
+  const auto seconds = std::chrono::round<std::chrono::seconds>(took).count();
+  return "the host did not answer within " + std::to_string(seconds) +
+         " seconds; it may still carry the call out";
 }
 
 std::unique_ptr<ToolCaller> startToolCaller(const std::string& server) {

@@ -5,6 +5,7 @@
 #include "companion/session/host_watch.h"
 #include "companion/session/server_session.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,8 +44,8 @@ struct CallOutcome {
   std::string error = {};
 };
 
-/// A server that a person calls tools of. It is replaced when the host's socket is a new one, since a server
-/// looks for the host only once. For one thread; blocks.
+/// A server that a person calls tools of. It is replaced when it has ended, when nobody waits for its answer
+/// any more, and when a FreshServerRule says so. For one thread; blocks.
 class ToolCaller {
  public:
   /// Will start `server`, an absolute path, and look for the host at `socketPath`.
@@ -54,17 +55,22 @@ class ToolCaller {
   /// it does not give one.
   bool start(std::string& error);
 
+  /// From now on a call gives up when `descriptor` can be read. That stays the caller's.
+  void interruptBy(int descriptor);
+
   const std::vector<Tool>& tools() const { return tools_; }
 
-  /// Calls `tool`, and waits for its end. That no host answered counts as an error here.
+  /// Calls `tool`, and waits for its end. That the host did not answer counts as an error here.
   CallOutcome call(const Tool& tool, const ServerSession::Json& arguments);
 
  private:
   bool restartIfDue(std::string& error);
+  std::string whyEmpty(std::chrono::milliseconds took) const;
 
   std::string server_;
   HostWatch hostWatch_;
-  std::unique_ptr<ServerSession> session_;
+  int interruption_ = -1;
+  std::unique_ptr<ServerSession> session_;  ///< null when the next call needs a fresh server
   std::vector<Tool> tools_;
 };
 

@@ -1,9 +1,8 @@
 #include "companion/call/tools.h"
 
+#include "companion/call/tool_text.h"
 #include "companion/common/command.h"
 #include "companion/session/server_location.h"
-
-#include <cstdio>
 
 namespace {
 
@@ -11,38 +10,7 @@ constexpr char kToolsDescription[] =
     "Prints a line for each tool of the server with its arguments and their types; with TOOL, what it does\n"
     "and what each argument means. Needs no host.";
 
-void printUsage(const Tool& tool) {
-  std::printf("%s", tool.name.c_str());
-  for (const ToolArgument& argument : tool.arguments)
-    std::printf(" [%s=%s]", argument.name.c_str(), argument.type.c_str());
-  std::printf("\n");
-}
-
-void describe(const Tool& tool) {
-  std::printf("%s\n  %s\n", tool.name.c_str(), tool.description.c_str());
-  for (const ToolArgument& argument : tool.arguments)
-    std::printf("  %s (%s): %s\n", argument.name.c_str(), argument.type.c_str(),
-                argument.description.c_str());
-}
-
 }  // namespace
-
-void printUsages(const std::vector<Tool>& tools) {
-  for (const Tool& tool : tools) printUsage(tool);
-}
-
-std::optional<std::string> describeTools(const std::vector<std::string>& names,
-                                         const std::vector<Tool>& tools) {
-  std::optional<std::string> unknown;
-  for (const std::string& name : names) {
-    if (const Tool* const tool = findTool(tools, name)) {
-      describe(*tool);
-    } else if (!unknown) {
-      unknown = name;
-    }
-  }
-  return unknown;
-}
 
 int runTools(const QStringList& arguments) {
   QCommandLineParser parser;

@@ -62,6 +62,8 @@ int take(int& descriptor) {
   sigemptyset(&none);
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
   std::signal(SIGPIPE, SIG_DFL);
+  // Ctrl-C at a terminal reaches both. It is meant for this program, which ends the server when it ends.
+  std::signal(SIGINT, SIG_IGN);
 
   char name[] = "OrvaneMCPServer";
   char* arguments[] = {name, nullptr};

@@ -2,10 +2,14 @@
 
 #include "companion/session/pipe_io.h"
 
+#include <QByteArray>
+#include <QString>
+
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -40,13 +44,21 @@ void drainInto(std::string& text, int descriptor) {
 
 /// Sends the beginning of `text` as far as the pipe takes it. A broken pipe takes everything: the end of the
 /// server is seen on its output.
-void writeFrom(std::string& text, int descriptor) {
+void writeFrom(std::string_view& text, int descriptor) {
   const ssize_t count = ::write(descriptor, text.data(), text.size());
   if (count >= 0) {
-    text.erase(0, static_cast<std::size_t>(count));
+    text.remove_prefix(static_cast<std::size_t>(count));
   } else if (!isRetry(errno)) {
-    text.clear();
+    text = {};
   }
+}
+
+/// The value of `line`. The server passes on what the host calls text, and that need not be UTF-8.
+ServerSession::Json parseReply(std::string_view line) {
+  ServerSession::Json reply = ServerSession::Json::parse(line, nullptr, false);
+  if (!reply.is_discarded()) return reply;
+  const QByteArray mended = QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())).toUtf8();
+  return ServerSession::Json::parse(mended.begin(), mended.end(), nullptr, false);
 }
 
 }  // namespace
@@ -66,12 +78,17 @@ std::optional<ServerSession::Json> ServerSession::ask(const std::string& method,
   // What a person types need not be UTF-8.
   const std::string line = request.dump(-1, ' ', false, Json::error_handler_t::replace) + kLineEnd;
   if (!exchange(line, true, limitMs, error)) return std::nullopt;
-  const std::size_t end = received_.find(kLineEnd);
-  Json reply = Json::parse(received_.substr(0, end), nullptr, false);
-  received_.erase(0, end + 1);
+  Json reply = parseReply(std::string_view(received_).substr(0, searched_));
+  received_.erase(0, searched_ + 1);
+  searched_ = 0;
   if (reply.is_object()) return reply;
   error = "the reply is not a JSON object";
   return std::nullopt;
+}
+
+bool ServerSession::hasEnded() const {
+  pollfd output{child_->output(), 0, 0};
+  return ::poll(&output, 1, 0) == 1;
 }
 
 void ServerSession::notify(const std::string& method) {
@@ -79,19 +96,28 @@ void ServerSession::notify(const std::string& method) {
   exchange(Json{{"jsonrpc", "2.0"}, {"method", method}}.dump() + kLineEnd, false, kNoLimit, unused);
 }
 
+/// Whether a whole line has come; it ends at `searched_` then.
+bool ServerSession::hasLine() {
+  searched_ = std::min(received_.find(kLineEnd, searched_), received_.size());
+  return searched_ < received_.size();
+}
+
 /// Sends `unsent` and, if a reply is wanted, reads until a line has come.
-bool ServerSession::exchange(std::string unsent, bool wantsReply, int limitMs, std::string& error) {
+bool ServerSession::exchange(std::string_view unsent, bool wantsReply, int limitMs, std::string& error) {
+  error.clear();
   std::optional<Clock::time_point> limit;
   if (limitMs != kNoLimit) limit = Clock::now() + std::chrono::milliseconds(limitMs);
-  while (!unsent.empty() || (wantsReply && received_.find(kLineEnd) == std::string::npos)) {
+  while (!unsent.empty() || (wantsReply && !hasLine())) {
     pollfd events[] = {{unsent.empty() ? -1 : child_->input(), POLLOUT, 0},
                        {child_->output(), POLLIN, 0},
-                       {child_->diagnostics(), POLLIN, 0}};
+                       {child_->diagnostics(), POLLIN, 0},
+                       {interruption_, POLLIN, 0}};
     const int ready = ::poll(events, std::size(events), remainingMs(limit));
-    if (ready == 0) {
-      error = "no reply within " + std::to_string(limitMs / 1000) + " seconds";
-      return false;
-    }
+    if (ready < 0 && errno != EINTR) error = std::string("cannot wait: ") + std::strerror(errno);
+    if (ready == 0) error = "no reply within " + std::to_string(limitMs / 1000) + " seconds";
+    if (ready > 0 && events[3].revents != 0) error = kInterrupted;
+    if (!error.empty()) return false;
+    if (ready < 0) continue;
     if (events[0].revents != 0) writeFrom(unsent, child_->input());
     if (events[2].revents != 0 && !readInto(diagnostics_, child_->diagnostics())) child_->closeDiagnostics();
     if (events[1].revents != 0 && !readInto(received_, child_->output())) {

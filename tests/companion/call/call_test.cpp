@@ -1,17 +1,12 @@
-// `orvane-mcp call`: one call from the command line, and a session of them.
+// `orvane-mcp call` with one call on its command line, and `orvane-mcp tools`.
 
 #include "companion/companion_process.h"
 #include "support/scripted_host.h"
-#include "support/waiting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
+#include <algorithm>
 #include <future>
 
 namespace {
@@ -107,63 +102,6 @@ TEST(Call, RefusesWrongUsageInOneLine) {
   }
 }
 
-TEST(CallSession, MakesOneCallAfterAnotherAndSurvivesMistakes) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {},
-                        "current_document\nno_such_tool\n\ncomment \"open\n"
-                        "set_comment address=1 comment=\"two words\"\nquit\ncurrent_document\n");
-  });
-  host.accept();
-  EXPECT_THAT(host.readLine(), HasSubstr("currentDocument"));
-  host.reply(R"({"success": true, "result": "first"})");
-  EXPECT_THAT(host.readLine(), HasSubstr(R"(["two words","1"])"));
-  host.reply(R"({"success": false, "error": "refused"})");
-  const Outcome result = outcome.get();
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output, "first\n");
-  EXPECT_EQ(result.error,
-            "orvane-mcp: there is no tool \"no_such_tool\"; help names them\n"
-            "orvane-mcp: a quotation is not closed\n"
-            "orvane-mcp: refused\n");
-}
-
-TEST(CallSession, TakesArgumentsAsJsonToo) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {},
-                        " set_comment  {\"address\": \"1\", \"comment\": \"\\\"two\\\" words\"} \n");
-  });
-  host.accept();
-  EXPECT_THAT(host.readLine(), HasSubstr(R"(["\"two\" words","1"])"));
-  host.reply(R"({"success": true, "result": "done"})");
-  EXPECT_EQ(outcome.get().output, "done\n");
-}
-
-TEST(CallSession, NamesTheToolsAndTheirArguments) {
-  const TemporaryFolder folder;
-  const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "help\nhelp goto_address\n");
-  EXPECT_THAT(outcome.output, HasSubstr("\nsearch_strings [case_sensitive=boolean] [pattern=string]\n"));
-  EXPECT_THAT(outcome.output,
-              HasSubstr("\n  address (string): The address in hexadecimal, or a label name.\n"));
-}
-
-TEST(CallSession, ReachesAHostThatIsOpenedLater) {
-  const TemporaryFolder folder;
-  ServerProcess session(
-      {.socketFolder = folder.path(), .arguments = {"call", "--repl"}, .program = ORVANE_COMPANION});
-  session.writeLine("current_document");
-  session.waitForDiagnostic("no host answers");
-  ScriptedHost host(folder.socketPath());
-  session.writeLine("current_document");
-  host.accept();
-  host.readLine();
-  host.reply(R"({"success": true, "result": "here"})");
-  EXPECT_EQ(session.readLine(), "here");
-}
-
 TEST(Tools, AreNamedWithTheirArgumentsInTheServersOrder) {
   const TemporaryFolder folder;
   const Outcome outcome = runCompanion(folder, {"tools"});
@@ -195,59 +133,6 @@ TEST(Tools, ReportsAServerThatEnds) {
       runCompanion(folder, {"tools", "--server", ORVANE_FAKE_SERVER}, {"FAKE_SERVER=ends"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.error, "orvane-mcp: the server ended with exit status 1\n");
-}
-
-/// Both ends of a terminal.
-struct Terminal {
-  int person = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  int program = -1;
-  std::string shown = {};
-
-  Terminal() {
-    ::grantpt(person);
-    ::unlockpt(person);
-    program = ::open(::ptsname(person), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  }
-  ~Terminal() {
-    ::close(person);
-    ::close(program);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  void type(const std::string& keys) const {
-    EXPECT_EQ(::write(person, keys.data(), keys.size()), ssize_t(keys.size()));
-  }
-  void waitFor(const std::string& text) {
-    while (shown.find(text) == std::string::npos) {
-      waitUntilReadable(person, text.c_str());
-      char bytes[4096];
-      const ssize_t count = ::read(person, bytes, sizeof bytes);
-      ASSERT_GT(count, 0) << shown;
-      shown.append(bytes, static_cast<std::size_t>(count));
-    }
-  }
-};
-
-TEST(CallSession, CompletesToolsAndArgumentsOnATerminal) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  Terminal terminal;
-  ServerProcess session({.socketFolder = folder.path(),
-                         .arguments = {"call", "--repl"},
-                         .environment = {"TERM=vt100"},
-                         .standardInput = terminal.program,
-                         .standardOutput = terminal.program,
-                         .program = ORVANE_COMPANION});
-  terminal.waitFor("orvane> ");
-  terminal.type("search_n\tp\tmain c\tt\t\n");
-  host.accept();
-  EXPECT_EQ(host.readLine(),
-            R"({"args":["main",true],"request":"searchNameUsingPattern:caseSensitive:withReply:"})");
-  host.reply(R"({"success": true, "result": {"0x10": "main"}})");
-  terminal.waitFor("{\r\n  \"0x10\": \"main\"\r\n}\r\n");  // indented, since it is a terminal
-  terminal.type("quit\n");
-  EXPECT_EQ(session.waitForEnd(), 0);
 }
 
 }  // namespace
