@@ -29,7 +29,7 @@ RelayLogic::Step RelayLogic::nextStep() const {
   const bool atRest = !awaitsReply_ && sent_ == 0;
   if (!atRest || queue_.empty() || !outbox_.hasRoom()) return Step::kNothing;
   if (!hasServer_ || isDue_) return Step::kRenewServer;
-  if (serverIsDeaf_ || mayBegin_) return Step::kNothing;
+  if (mayBegin_) return Step::kNothing;
   return Step::kLookAtHost;
 }
 
@@ -112,10 +112,10 @@ void RelayLogic::serverEnded(std::size_t unread) {
   if (!serverAnswered_) ++mutedServers_;
   // Lines end with the byte that lets the server begin them.
   const bool mayHaveBegun = awaitsReply_ && unread == 0;
-  const bool wasSent = sent_ > 0;
+  const bool wasItsTurn = mayBegin_;
   forgetServer();
   const bool isHopeless = mutedServers_ >= kMaxMutedServers;
-  if (mayHaveBegun || (wasSent && isHopeless)) failFront(isHopeless ? kServerKeepsEnding : kServerEnded);
+  if (mayHaveBegun || (wasItsTurn && isHopeless)) failFront(isHopeless ? kServerKeepsEnding : kServerEnded);
 }
 
 void RelayLogic::hostSeen(const HostSight& sight) {

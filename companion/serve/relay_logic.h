@@ -49,7 +49,7 @@ class RelayLogic {
   std::string_view toClient() const { return outbox_.unsent(); }
   /// Whether more is to be read now.
   bool readsClient() const { return !clientHasEnded_ && queue_.hasRoom(); }
-  bool readsServer() const { return hasServer_ && (awaitsReply_ || outbox_.hasRoom()); }
+  bool readsServer() const { return hasServer_ && outbox_.hasRoom(); }
 
   // --- what has happened ---
 

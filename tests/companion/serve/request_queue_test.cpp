@@ -36,6 +36,14 @@ TEST(RequestQueue, TakesPingsOutOfTheMiddle) {
   EXPECT_EQ(queue.takeFront().line, "second\n");
 }
 
+TEST(RequestQueue, HasTheRoomOfAPingAgainThatWasTaken) {
+  RequestQueue queue(std::string(kPing).size());
+  queue.append(std::string("\n") + kPing);
+  EXPECT_FALSE(queue.hasRoom());
+  queue.takePing();
+  EXPECT_TRUE(queue.hasRoom());
+}
+
 TEST(RequestQueue, ForgetsAPingThatWasTakenInItsTurn) {
   RequestQueue queue(kLimitBytes);
   queue.append(kPing);
