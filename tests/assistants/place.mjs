@@ -37,7 +37,9 @@ export class Place {
       killSignal: 'SIGKILL',
     });
     let output = '';
-    for (const stream of [child.stdout, child.stderr]) stream.setEncoding('utf8').on('data', (text) => (output += text));
+    for (const stream of [child.stdout, child.stderr]) {
+      stream.setEncoding('utf8').on('data', (text) => (output += text));
+    }
     const [status] = await once(child, 'close');
     return { status, output: stripVTControlCharacters(output) };
   }

@@ -3,7 +3,8 @@
 import { readFileSync } from 'node:fs';
 import { table } from '../clients/support/document.mjs';
 
-const kKnownClients = JSON.parse(readFileSync(new URL('../../companion/clients/clients.json', import.meta.url), 'utf8'));
+const kClientsFile = new URL('../../companion/clients/clients.json', import.meta.url);
+const kKnownClients = JSON.parse(readFileSync(kClientsFile, 'utf8'));
 
 function installedVersion(packageName) {
   const { version } = JSON.parse(readFileSync(new URL(`node_modules/${packageName}/package.json`, import.meta.url)));

@@ -1,8 +1,8 @@
 // A model on the loopback interface that always makes the same tool calls, in the provider API that the assistant
 // speaks (models/*.mjs). Such a module has
-//   conversationOf(request)          {tools, outputs} of a request's body: the tools that are offered, as {name, handle},
-//                                    and the texts of the tools' answers so far; undefined if it asks for no reply
-//   reply(response, call or text)    writes the reply; a call is {handle, arguments}
+//   conversationOf(body)             {tools, outputs} of a request: the tools that are offered, as {name, handle}, and
+//                                    the texts of the tools' answers so far; undefined if it is no conversation
+//   reply(response, content, path)   writes {text} or {call: {handle, arguments}} as the reply to a request for `path`
 
 import { once } from 'node:events';
 import { createServer } from 'node:http';

@@ -49,7 +49,9 @@ export function reply(response, content) {
   response.writeHead(200, { 'Content-Type': 'text/event-stream' });
   send('response.created', { response: { ...state, status: 'in_progress' } });
   send('response.output_item.added', { item });
-  if (content.text !== undefined) send('response.output_text.delta', { item_id: item.id, content_index: 0, delta: content.text });
+  if (content.text !== undefined) {
+    send('response.output_text.delta', { item_id: item.id, content_index: 0, delta: content.text });
+  }
   send('response.output_item.done', { item });
   send('response.completed', { response: { ...state, status: 'completed', output: [item], usage } });
   response.end();
