@@ -2,126 +2,65 @@
 
 #include "json/json.h"
 #include "json/payload.h"
-#include "json/text_gatherer.h"
+#include "json/plain_text.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
+#include <cstddef>
 #include <string_view>
 
 namespace json11 {
 
 namespace {
 
-/// Room made at the start for a text whose length is not known, in bytes; most replies fit.
-constexpr std::size_t kTypicalLength = 256;
-
-/// Room that an element or member finds before it is printed, in bytes; most fit.
-constexpr std::size_t kTypicalElementLength = 64;
-
-/// Makes room in large steps: each step copies all text so far, while room that is never written costs
-/// nothing.
+/// Makes room for the next element or member, in large steps: each step copies all text so far, while room
+/// that is never written costs nothing.
 void makeRoom(std::string& out) {
+  constexpr std::size_t kTypicalLength = 64;  // of an element, in bytes
   constexpr std::size_t kGrowth = 4;
-  if (out.capacity() - out.size() < kTypicalElementLength) out.reserve(out.capacity() * kGrowth);
+  if (out.capacity() - out.size() < kTypicalLength) out.reserve(out.capacity() * kGrowth);
 }
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-/// Not 0 when a byte of `word` is not ASCII, a control character, a quotation mark or a backslash.
-Word markNotPlainAscii(Word word) {
-  const Word notAscii = word;
-  const Word control = word - inEveryByte(0x20);
-  const Word quote = (word ^ inEveryByte('"')) - inEveryByte(1);
-  const Word backslash = (word ^ inEveryByte('\\')) - inEveryByte(1);
-  return (notAscii | control | quote | backslash) & inEveryByte(0x80);
-}
+/// First byte of U+2028 and U+2029, among others.
+constexpr char kSeparatorLead = '\xE2';
 
-/// Whether `text` is printed as it is. Names and addresses are, so this is asked first; a no is not always
-/// right.
-bool isPlainAscii(std::string_view text) {
-  if (text.size() < sizeof(Word)) return text.empty() || markNotPlainAscii(shortText(text)) == 0;
-  const char* const last = text.data() + text.size() - sizeof(Word);
-  for (const char* at = text.data(); at < last; at += sizeof(Word)) {
-    if (markNotPlainAscii(wordAt(at)) != 0) return false;
+/// Appends what stands for a control character, a quotation mark or a backslash.
+void appendEscape(char c, std::string& out) {
+  switch (c) {
+    case '\b': out += "\\b"; return;
+    case '\t': out += "\\t"; return;
+    case '\n': out += "\\n"; return;
+    case '\f': out += "\\f"; return;
+    case '\r': out += "\\r"; return;
+    case '"': out += "\\\""; return;
+    case '\\': out += "\\\\"; return;
+    default: break;
   }
-  return markNotPlainAscii(wordAt(last)) == 0;  // may look at some bytes twice
+  out += "\\u00";
+  out += kHexDigits[c >> 4];
+  out += kHexDigits[c & 0xF];
 }
 
-/// Appends `text` between quotation marks. One step: three would ask for room three times.
-void appendQuoted(std::string_view text, std::string& out) {
-  const std::size_t start = out.size();
-  out.resize(start + text.size() + 2, '"');
-  std::copy(text.begin(), text.end(), out.data() + start + 1);
-}
-
-/// What is printed for a byte of a string.
-struct PrintedByte {
-  std::array<char, 8> text{};
-  std::uint8_t size = 0;
-};
-
-/// The letter that stands behind the backslash for `byte`; 0 if it has none.
-constexpr char shortEscape(unsigned byte) {
-  switch (byte) {
-    case '\b': return 'b';
-    case '\t': return 't';
-    case '\n': return 'n';
-    case '\f': return 'f';
-    case '\r': return 'r';
-    case '"': return '"';
-    case '\\': return '\\';
-    default: return 0;
+/// Appends what stands for the character that interrupts plain text at the start of `text`. Returns how many
+/// bytes that was.
+std::size_t appendInterruption(std::string_view text, std::string& out) {
+  if (text.starts_with("\xE2\x80\xA8")) {
+    out += "\\u2028";
+    return 3;
   }
-}
-
-constexpr PrintedByte printed(unsigned byte) {
-  if (const char letter = shortEscape(byte); letter != 0) return {{'\\', letter}, 2};
-  if (byte < 0x20) return {{'\\', 'u', '0', '0', kHexDigits[byte >> 4], kHexDigits[byte & 0xF]}, 6};
-  return {{static_cast<char>(byte)}, 1};
-}
-
-constexpr std::array<PrintedByte, 256> printedBytes() {
-  std::array<PrintedByte, 256> all;
-  for (unsigned i = 0; i < all.size(); ++i) all[i] = printed(i);
-  return all;
-}
-
-constexpr std::array<PrintedByte, 256> kPrintedBytes = printedBytes();
-
-/// How many bytes are looked up one by one before plain text is looked for again, eight at once. With fewer,
-/// text full of escapes takes longer; with more, text that has one in each line does.
-constexpr std::size_t kLookedUp = 24;
-
-/// What is printed for U+2028 and U+2029; empty for any other character.
-std::string_view separatorEscape(std::string_view character) {
-  if (character == "\xE2\x80\xA8") return "\\u2028";
-  if (character == "\xE2\x80\xA9") return "\\u2029";
-  return "";
-}
-
-/// Puts what stands for the bytes from `i` to `end`, kLookedUp at most, and a little beyond if a character
-/// lies across it; returns the index where it stopped.
-std::size_t putBytes(std::string_view text, std::size_t i, std::size_t end, TextGatherer& out) {
-  out.putWith(kLookedUp * sizeof(PrintedByte::text), [text, &i, end](char* at) {
-    while (i < end) {
-      const std::string_view separator = text[i] == '\xE2' ? separatorEscape(text.substr(i, 3)) : "";
-      if (!separator.empty()) {
-        at = std::copy(separator.begin(), separator.end(), at);
-        i += 3;
-        continue;
-      }
-      // All of the array, which is one instruction; the next byte's text covers what is not to stay.
-      const PrintedByte& byte = kPrintedBytes[static_cast<unsigned char>(text[i])];
-      std::copy(byte.text.begin(), byte.text.end(), at);
-      at += byte.size;
-      ++i;
-    }
-    return at;
-  });
-  return i;
+  if (text.starts_with("\xE2\x80\xA9")) {
+    out += "\\u2029";
+    return 3;
+  }
+  if (text.front() == kSeparatorLead) {
+    out += kSeparatorLead;
+  } else {
+    appendEscape(text.front(), out);
+  }
+  return 1;
 }
 
 /// Appends the text of a number; the buffer holds any that `%d`, `%llu` and `%.17g` can print.
@@ -135,20 +74,16 @@ void appendNumber(std::string& out, Number... number) {
 }  // namespace
 
 void dump(const std::string& value, std::string& out) {
-  if (isPlainAscii(value)) {
-    appendQuoted(value, out);
-    return;
+  out += '"';
+  std::string_view rest = value;
+  while (true) {
+    const std::size_t plain = plainLength<'"', '\\', kSeparatorLead>(rest);
+    out.append(rest, 0, plain);
+    rest.remove_prefix(plain);
+    if (rest.empty()) break;
+    rest.remove_prefix(appendInterruption(rest, out));
   }
-  const std::string_view text = value;
-  TextGatherer gatherer(out);
-  gatherer.put('"');
-  std::size_t i = 0;
-  while ((i = gatherer.putPlain<'"', '\\', 0xE2>(text, i)) < text.size()) {
-    // Where one byte needs an escape the next is often near: JSON within a string, paths, line ends.
-    i = putBytes(text, i, std::min(i + kLookedUp, text.size()), gatherer);
-  }
-  gatherer.put('"');
-  gatherer.flush();
+  out += '"';
 }
 
 void dump(NullStruct, std::string& out) {
@@ -208,7 +143,6 @@ void Json::dump(std::string& out) const {
 
 std::string Json::dump() const {
   std::string out;
-  out.reserve(kTypicalLength);
   dump(out);
   return out;
 }

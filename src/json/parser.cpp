@@ -2,10 +2,9 @@
 
 #include "json/json.h"
 #include "json/number.h"
-#include "json/text_gatherer.h"
+#include "json/plain_text.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <iterator>
 #include <string_view>
@@ -58,25 +57,25 @@ std::string esc(char c) {
   return text;
 }
 
-/// Puts a code point as UTF-8. A lone surrogate becomes three bytes like any other code point.
-void putUtf8(long codePoint, TextGatherer& out) {
-  const auto byte = [](long bits) { return static_cast<char>(static_cast<unsigned char>(bits)); };
-  const auto continuation = [byte](long bits) { return byte(0x80 | (bits & 0x3F)); };
+/// Appends a code point as UTF-8. A lone surrogate becomes three bytes like any other code point.
+void appendUtf8(long codePoint, std::string& out) {
+  const auto append = [&out](long bits) { out += static_cast<char>(static_cast<unsigned char>(bits)); };
+  const auto appendContinuation = [append](long bits) { append(0x80 | (bits & 0x3F)); };
   if (codePoint <= 0x7F) {
-    out.put(byte(codePoint));
-  } else if (codePoint <= 0x7FF) {
-    out.put(byte(0xC0 | (codePoint >> 6)));
-    out.put(continuation(codePoint));
-  } else if (codePoint <= 0xFFFF) {
-    out.put(byte(0xE0 | (codePoint >> 12)));
-    out.put(continuation(codePoint >> 6));
-    out.put(continuation(codePoint));
-  } else {
-    out.put(byte(0xF0 | (codePoint >> 18)));
-    out.put(continuation(codePoint >> 12));
-    out.put(continuation(codePoint >> 6));
-    out.put(continuation(codePoint));
+    append(codePoint);
+    return;
   }
+  if (codePoint <= 0x7FF) {
+    append(0xC0 | (codePoint >> 6));
+  } else if (codePoint <= 0xFFFF) {
+    append(0xE0 | (codePoint >> 12));
+    appendContinuation(codePoint >> 6);
+  } else {
+    append(0xF0 | (codePoint >> 18));
+    appendContinuation(codePoint >> 12);
+    appendContinuation(codePoint >> 6);
+  }
+  appendContinuation(codePoint);
 }
 
 /// One run over one text. Reading past the end sees the string's terminating zero, which no rule accepts.
@@ -107,12 +106,11 @@ class JsonParser final {
   bool parseInteger();
   bool parseDigits(const char* messageIfNone);
   std::string parseString();
-  std::string parseEscapedString();
   bool isUnicodeEscape() const { return str_[i_] == '\\' && str_[i_ + 1] == 'u'; }
-  void parseEscape(TextGatherer& out, long& last);
-  void parseUnicodeEscape(TextGatherer& out, long& last);
+  void parseEscape(std::string& text, long& last);
+  void parseUnicodeEscape(std::string& text, long& last);
   Json parseObject(int depth);
-  bool parseMember(char first, int depth, Json::object& members);
+  void parseMember(char first, int depth, Json::object& members);
   Json parseArray(int depth);
   Json takeElements(std::size_t first);
 
@@ -126,8 +124,9 @@ class JsonParser final {
   Json::array elements_;
 };
 
+/// Called once: whoever sees a failure returns at once.
 Json JsonParser::fail(std::string&& message) {
-  if (!failed_) err_ = std::move(message);
+  err_ = std::move(message);
   failed_ = true;
   return Json();
 }
@@ -225,50 +224,56 @@ Json JsonParser::parseLiteral(std::string_view literal, const Json& value) {
 Json JsonParser::parseObject(int depth) {
   Json::object members;
   char ch = nextToken();
+  if (failed_) return Json();
   if (ch == '}') return members;
-  while (!failed_) {
-    if (!parseMember(ch, depth, members)) return Json();
+  while (true) {
+    parseMember(ch, depth, members);
+    if (failed_) return Json();
     ch = nextToken();
+    if (failed_) return Json();
     if (ch == '}') return members;
     if (ch != ',') return fail("expected ',' in object, got " + esc(ch));
     ch = nextToken();
+    if (failed_) return Json();
   }
-  return Json();
 }
 
-bool JsonParser::parseMember(char first, int depth, Json::object& members) {
+void JsonParser::parseMember(char first, int depth, Json::object& members) {
   if (first != '"') {
     fail("expected '\"' in object, got " + esc(first));
-    return false;
+    return;
   }
   std::string key = parseString();
-  if (failed_) return false;
+  if (failed_) return;
   const char colon = nextToken();
+  if (failed_) return;
   if (colon != ':') {
     fail("expected ':' in object, got " + esc(colon));
-    return false;
+    return;
   }
   Json value = parseValue(depth + 1);
-  if (failed_) return false;
+  if (failed_) return;
   // Most objects arrive with their keys in order; then the hint saves the search.
   members.insert_or_assign(members.end(), std::move(key), std::move(value));
-  return true;
 }
 
 Json JsonParser::parseArray(int depth) {
   const std::size_t first = elements_.size();
   char ch = nextToken();
+  if (failed_) return Json();
   if (ch == ']') return Json::array();
-  while (!failed_) {
+  while (true) {
     --i_;  // the element's first byte has been read as a token
-    elements_.push_back(parseValue(depth + 1));
+    Json element = parseValue(depth + 1);
     if (failed_) return Json();
+    elements_.push_back(std::move(element));
     ch = nextToken();
+    if (failed_) return Json();
     if (ch == ']') return takeElements(first);
     if (ch != ',') return fail("expected ',' in list, got " + esc(ch));
     nextToken();
+    if (failed_) return Json();
   }
-  return Json();
 }
 
 /// The array of the elements from `first` on, which were the innermost array's.
@@ -283,61 +288,46 @@ Json JsonParser::takeElements(std::size_t first) {
 
 /// Reads up to and with the closing quote; the opening one has been read.
 std::string JsonParser::parseString() {
-  // Most strings are plain to their end and are copied in one step.
-  const std::size_t end = plainEnd<'"', '\\'>(str_, i_);
-  if (end < str_.size() && str_[end] == '"') {
-    const std::size_t start = std::exchange(i_, end + 1);
-    return std::string(str_, start, end - start);
-  }
-  return parseEscapedString();
-}
-
-std::string JsonParser::parseEscapedString() {
   std::string text;
-  TextGatherer out(text);
   long last = kNoCodePoint;  // an escaped code point that may be the first half of a pair
-  const auto flush = [&out, &last] {
-    if (last != kNoCodePoint) putUtf8(last, out);
-    last = kNoCodePoint;
-  };
-  while (!failed_) {
-    if (!isUnicodeEscape()) flush();
-    i_ = out.putPlain<'"', '\\'>(str_, i_);
+  while (true) {
+    if (last != kNoCodePoint && !isUnicodeEscape()) appendUtf8(std::exchange(last, kNoCodePoint), text);
+    const std::size_t plain = plainLength<'"', '\\'>(std::string_view(str_).substr(i_));
+    text.append(str_, i_, plain);
+    i_ += plain;
     if (atEnd()) break;
     const char ch = str_[i_++];
-    if (ch == '"') {
-      out.flush();
-      return text;
-    }
+    if (ch == '"') return text;
     if (ch != '\\') {
       fail("unescaped " + esc(ch) + " in string");
       return text;
     }
     if (atEnd()) break;
-    parseEscape(out, last);
+    parseEscape(text, last);
+    if (failed_) return text;
   }
   fail("unexpected end of input in string");
   return text;
 }
 
 /// Reads an escape behind its backslash.
-void JsonParser::parseEscape(TextGatherer& out, long& last) {
+void JsonParser::parseEscape(std::string& text, long& last) {
   const char ch = str_[i_++];
   switch (ch) {
-    case 'u': parseUnicodeEscape(out, last); return;
-    case 'b': out.put('\b'); return;
-    case 'f': out.put('\f'); return;
-    case 'n': out.put('\n'); return;
-    case 'r': out.put('\r'); return;
-    case 't': out.put('\t'); return;
+    case 'u': parseUnicodeEscape(text, last); return;
+    case 'b': text += '\b'; return;
+    case 'f': text += '\f'; return;
+    case 'n': text += '\n'; return;
+    case 'r': text += '\r'; return;
+    case 't': text += '\t'; return;
     case '"':
     case '\\':
-    case '/': out.put(ch); return;
+    case '/': text += ch; return;
     default: fail("invalid escape character " + esc(ch)); return;
   }
 }
 
-void JsonParser::parseUnicodeEscape(TextGatherer& out, long& last) {
+void JsonParser::parseUnicodeEscape(std::string& text, long& last) {
   const std::string_view digits = std::string_view(str_).substr(i_, 4);
   long codePoint = 0;
   bool good = digits.size() == 4;
@@ -350,10 +340,10 @@ void JsonParser::parseUnicodeEscape(TextGatherer& out, long& last) {
     return;
   }
   if (isHighSurrogate(last) && isLowSurrogate(codePoint)) {
-    putUtf8(((last - 0xD800) << 10) + (codePoint - 0xDC00) + 0x10000, out);
+    appendUtf8(((last - 0xD800) << 10) + (codePoint - 0xDC00) + 0x10000, text);
     last = kNoCodePoint;
   } else {
-    if (last != kNoCodePoint) putUtf8(last, out);
+    if (last != kNoCodePoint) appendUtf8(last, text);
     last = codePoint;
   }
   i_ += digits.size();
