@@ -4,15 +4,9 @@
 #include <QCoreApplication>
 #include <QThread>
 
-#include <clocale>
-
 int main(int argc, char** argv) {
   keepFreedMemory();
   QCoreApplication application(argc, argv);
-  // The application object has applied the environment's locale to the C library, where a decimal comma would
-  // change how numbers are read and printed.
-  std::setlocale(LC_NUMERIC, "C");
-
   QThread serverThread;
   QObject::connect(&serverThread, &QThread::started, &serverThread, serveStandardStreams,
                    Qt::DirectConnection);

@@ -1,6 +1,10 @@
 #include "json/number.h"
 
+#include <locale.h>
+#include <stdlib.h>
+
 #include <charconv>
+#include <clocale>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -11,6 +15,12 @@ namespace json11 {
 namespace {
 
 constexpr std::string_view kUInt32Max = "4294967295";
+
+/// The "C" locale, which the C library always has: the process may be in one with a decimal comma.
+locale_t cLocale() {
+  static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
+  return locale;
+}
 
 }  // namespace
 
@@ -35,7 +45,7 @@ double readDouble(std::string_view text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   // Out of range from_chars leaves the value alone where strtod gives an infinity or the nearest small
   // number.
-  return error == std::errc{} ? value : std::strtod(std::string(text).c_str(), nullptr);
+  return error == std::errc{} ? value : ::strtod_l(std::string(text).c_str(), nullptr, cLocale());
 }
 
 }  // namespace json11
