@@ -49,11 +49,12 @@ install_bundle_tool() {
 }
 
 make_bundle() {
-  local archive=$1 mcpb=$tool_folder/node_modules/.bin/mcpb
+  local archive=$1 mcpb=$tool_folder/node_modules/.bin/mcpb version
+  version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")$/\1/p' "$build_folder/CPackConfig.cmake")
   rm -rf "$bundle_folder"
   mkdir -p "$bundle_folder/server"
   tar -xf "$archive" -C "$bundle_folder/server" --strip-components=1
-  packaging/mcpb/make_manifest.py "$bundle_folder"
+  packaging/mcpb/make_manifest.py "$bundle_folder" "$version"
   quietly "$mcpb" validate "$bundle_folder/manifest.json"
   quietly "$mcpb" pack "$bundle_folder" "${archive%.tar.gz}.mcpb"
 }

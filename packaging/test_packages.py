@@ -148,7 +148,7 @@ def converse(root, command):
 
 EXPECTED_LINES = [
     '{"id": 1, "jsonrpc": "2.0", "result": {"capabilities": {"tools": {"listChanged": false}}, "protocolVersion": '
-    '"2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "' + VERSION + '"}}}\n',
+    '"2025-03-26", "serverInfo": {"name": "OrvaneMCPServer", "version": "1.0.0"}}}\n',
     '{"id": 2, "jsonrpc": "2.0", "result": {"content": [{"text": "[\\"true\\"]", "type": "text"}]}}\n',
 ]
 

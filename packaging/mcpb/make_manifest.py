@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""make_manifest.py FOLDER: writes FOLDER/manifest.json, the manifest of the MCP bundle that FOLDER becomes.
+"""make_manifest.py FOLDER VERSION: writes FOLDER/manifest.json, the manifest of the MCP bundle that FOLDER becomes.
 
-FOLDER/server holds an unpacked archive. Its server is asked for its version and its tools, so the manifest cannot
-say anything else than the server does.
+FOLDER/server holds an unpacked archive. Its server is asked for its tools, so the manifest cannot say anything
+else than the server does.
 """
 
 import json
@@ -12,22 +12,18 @@ import sys
 import tempfile
 from pathlib import Path
 
-REQUESTS = [
-    {"jsonrpc": "2.0", "id": 1, "method": "initialize"},
-    {"jsonrpc": "2.0", "id": 2, "method": "tools/list"},
-]
+REQUEST = {"jsonrpc": "2.0", "id": 1, "method": "tools/list"}
 
 
 def ask(server):
-    """The results of REQUESTS, from a server without a host."""
+    """The result of REQUEST, from a server without a host."""
     with tempfile.TemporaryDirectory() as empty_folder:
         environment = dict(os.environ, TMPDIR=empty_folder)
         process = subprocess.Popen([server], env=environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         try:
-            for request in REQUESTS:
-                process.stdin.write(json.dumps(request) + "\n")
+            process.stdin.write(json.dumps(REQUEST) + "\n")
             process.stdin.flush()
-            return [json.loads(process.stdout.readline())["result"] for _ in REQUESTS]
+            return json.loads(process.stdout.readline())["result"]
         finally:
             # The server stays until it is ended.
             process.kill()
@@ -41,14 +37,14 @@ def launch(folder):
     return "server/bin/OrvaneMCPServer", []
 
 
-def manifest_for(folder):
-    greeting, catalogue = ask(folder / "server/bin/OrvaneMCPServer")
+def manifest_for(folder, version):
+    catalogue = ask(folder / "server/bin/OrvaneMCPServer")
     program, arguments = launch(folder)
     return {
         "manifest_version": "0.3",
         "name": "orvane-mcp-server",
         "display_name": "Orvane",
-        "version": greeting["serverInfo"]["version"],
+        "version": version,
         "description": "Lets an assistant work inside the running disassembler Orvane.",
         "long_description": "Lists and searches procedures, strings and names, reads assembly and pseudo-code, "
                             "follows callers, callees and references, and sets names, comments and bookmarks in "
@@ -66,11 +62,12 @@ def manifest_for(folder):
 
 
 def main():
-    if len(sys.argv) != 2 or not (Path(sys.argv[1]) / "server/bin").is_dir():
-        print("make_manifest.py: takes one folder, which has an unpacked archive in server", file=sys.stderr)
+    if len(sys.argv) != 3 or not (Path(sys.argv[1]) / "server/bin").is_dir():
+        print("make_manifest.py: takes a folder, which has an unpacked archive in server, and a version",
+              file=sys.stderr)
         sys.exit(2)
     folder = Path(sys.argv[1])
-    (folder / "manifest.json").write_text(json.dumps(manifest_for(folder), indent=2) + "\n")
+    (folder / "manifest.json").write_text(json.dumps(manifest_for(folder, sys.argv[2]), indent=2) + "\n")
 
 
 main()

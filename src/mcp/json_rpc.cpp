@@ -1,13 +1,13 @@
 #include "mcp/json_rpc.h"
 
-#include "mcp/server_version.h"
-
 using json11::Json;
 
 namespace {
 
 constexpr const char* kProtocolVersion = "2025-03-26";
 constexpr const char* kServerName = "OrvaneMCPServer";
+/// Part of the required reply: it does not follow the project's version.
+constexpr const char* kServerVersion = "1.0.0";
 
 /// `value` if it is an object, else an empty object.
 Json objectOrEmpty(const Json& value) {
