@@ -2,6 +2,7 @@
 
 #include "json/payload.h"
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -183,10 +184,27 @@ bool Json::equals(const Json& other) const {
   return payload_->equals(other.payload_.get());
 }
 
-bool Json::isLess(const Json& other) const {
-  if (payload_ == other.payload_) return false;
-  if (type() != other.type()) return type() < other.type();
-  return payload_->less(other.payload_.get());
+/// One walk through both values. To ask whether an element is less, and then whether the other one is, would
+/// double the time with each level.
+std::weak_ordering Json::compare(const Json& other) const {
+  if (payload_ == other.payload_) return std::weak_ordering::equivalent;
+  if (type() != other.type()) return type() <=> other.type();
+  const auto inOrder = [](const auto& a, const auto& b, auto compareItems) {
+    return std::lexicographical_compare_three_way(a.begin(), a.end(), b.begin(), b.end(), compareItems);
+  };
+  if (type() == Type::Array) {
+    return inOrder(arrayItems(), other.arrayItems(),
+                   [](const Json& a, const Json& b) { return a.compare(b); });
+  }
+  if (type() == Type::Object) {
+    return inOrder(objectItems(), other.objectItems(), [](const auto& a, const auto& b) {
+      const std::weak_ordering keys = a.first <=> b.first;
+      return keys != 0 ? keys : a.second.compare(b.second);
+    });
+  }
+  if (payload_->less(other.payload_.get())) return std::weak_ordering::less;
+  const bool isGreater = other.payload_->less(payload_.get());
+  return isGreater ? std::weak_ordering::greater : std::weak_ordering::equivalent;
 }
 
 bool Json::hasShape(const shape& types, std::string& error) const {

@@ -15,6 +15,7 @@
 //   Json request = Json::parse(line, error);
 //   if (error.empty()) use(request["method"].stringValue());
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -40,8 +41,8 @@ class JsonValue;
 /// concurrent reads are safe.
 ///
 /// Reading never fails: an accessor of the wrong kind gives 0, false or an empty value, and a missing member
-/// or element reads as null. Nothing here throws but allocation failure and construction from a null `const
-/// char*`.
+/// or element reads as null. Only a value that has been moved from may not be read: it may be assigned to and
+/// destroyed. Nothing here throws but allocation failure and construction from a null `const char*`.
 class Json final {
  public:
   /// The kinds of value. Their order is the order of values of different kinds.
@@ -65,8 +66,11 @@ class Json final {
   Json(array&& values);
   Json(const object& values);
   Json(object&& values);
-  /// Other pointers would silently become true.
-  Json(void*) = delete;
+  // Any other pointer would silently become true.
+  template <typename T>
+  Json(T*) = delete;
+  template <typename T, typename Class>
+  Json(T Class::*) = delete;
 
   Type type() const;
 
@@ -95,8 +99,10 @@ class Json final {
   ///
   /// On success `error` is left as it was. On failure it receives the first error's message, without a
   /// position, and the result is null. Arrays and objects nest up to 200 deep below the outermost.
-  /// Non-negative integers above 4294967295 are kept as unsigned 64-bit, integers of up to nine characters as
-  /// int, all else as double.
+  /// Integers of up to nine characters are kept as int, non-negative ones above 4294967295 as unsigned 64-bit
+  /// (at most 2^64 - 1), all else as double. The text decides, and there an exponent behind a non-negative
+  /// integer counts like digits: a text of more than ten characters, or of ten and above "4294967295" byte by
+  /// byte, is read as the unsigned integer before its exponent. So 5000000e10 reads as 5000000.
   static Json parse(const std::string& text, std::string& error, JsonParse strategy = JsonParse::Standard);
 
   /// Parses values one after another until the end of `text` or the first error.
@@ -113,15 +119,17 @@ class Json final {
   /// Numbers are equal when their doubles are, whatever holds them.
   friend bool operator==(const Json& a, const Json& b) { return a.equals(b); }
   friend bool operator!=(const Json& a, const Json& b) { return !a.equals(b); }
-  /// Values of different kinds are ordered by kind, others by value.
-  friend bool operator<(const Json& a, const Json& b) { return a.isLess(b); }
-  friend bool operator>(const Json& a, const Json& b) { return b.isLess(a); }
-  friend bool operator<=(const Json& a, const Json& b) { return !b.isLess(a); }
-  friend bool operator>=(const Json& a, const Json& b) { return !a.isLess(b); }
+  /// Values of different kinds are ordered by kind, others by value. NaN is neither below nor above any
+  /// number. Takes time in proportion to the size of the smaller value.
+  friend bool operator<(const Json& a, const Json& b) { return a.compare(b) < 0; }
+  friend bool operator>(const Json& a, const Json& b) { return b.compare(a) < 0; }
+  friend bool operator<=(const Json& a, const Json& b) { return b.compare(a) >= 0; }
+  friend bool operator>=(const Json& a, const Json& b) { return a.compare(b) >= 0; }
 
  private:
   bool equals(const Json& other) const;
-  bool isLess(const Json& other) const;
+  /// Equivalent where neither is less.
+  std::weak_ordering compare(const Json& other) const;
 
   std::shared_ptr<const JsonValue> payload_;
 };

@@ -133,6 +133,26 @@ TEST(Equality, OfLargeUnsigned64IsThatOfTheirDoubles) {
   expectEqual(Json(18446744073709551615UL), Json(18446744073709551616.0));
 }
 
+/// `leaf` inside so many arrays and objects that a comparison which doubles its work with each level would
+/// not end.
+Json deeplyNested(const Json& leaf) {
+  Json value = leaf;
+  for (int depth = 0; depth < 95; ++depth) value = Json::object{{"k", Json::array{value, 1}}};
+  return value;
+}
+
+TEST(Order, OfDeeplyNestedValuesTakesOneWalk) {
+  expectEqual(deeplyNested(1), deeplyNested(1.0));
+  expectLess(deeplyNested(1), deeplyNested(2));
+  EXPECT_FALSE(deeplyNested(kNaN) < deeplyNested(kNaN));
+}
+
+TEST(Order, GoesOnBehindNaN) {
+  EXPECT_TRUE(Json(Json::array{kNaN, 1}) < Json(Json::array{kNaN, 2}));
+  EXPECT_TRUE(Json(Json::array{kNaN, 1}) < Json(Json::array{0, 2}));
+  EXPECT_TRUE(Json(Json::object{{"a", kNaN}, {"b", 1}}) < Json(Json::object{{"a", kNaN}, {"b", 2}}));
+}
+
 TEST(Equality, OfNaNHoldsOnlyForASharedPayload) {
   const Json nan = kNaN;
   const Json copy = nan;  // NOLINT(performance-unnecessary-copy-initialization): copies are the test

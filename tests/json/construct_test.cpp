@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -96,8 +97,25 @@ TEST(Construct, FromACStringIsAStringAndNotABool) {
 }
 
 TEST(Construct, FromOtherPointersIsNotPossible) {
-  EXPECT_FALSE((std::is_constructible_v<Json, void*>));
-  EXPECT_FALSE((std::is_constructible_v<Json, int*>));
+  struct Some {
+    int field;
+  };
+  static_assert(!std::is_constructible_v<Json, void*>);
+  static_assert(!std::is_constructible_v<Json, const void*>);
+  static_assert(!std::is_constructible_v<Json, int*>);
+  static_assert(!std::is_constructible_v<Json, const int*>);
+  static_assert(!std::is_constructible_v<Json, char*>);
+  static_assert(!std::is_constructible_v<Json, const unsigned char*>);
+  static_assert(!std::is_constructible_v<Json, decltype(u8"x")>);
+  static_assert(!std::is_constructible_v<Json, decltype(L"x")>);
+  static_assert(!std::is_constructible_v<Json, Json*>);
+  static_assert(!std::is_constructible_v<Json, void (*)()>);
+  static_assert(!std::is_constructible_v<Json, void()>);
+  static_assert(!std::is_constructible_v<Json, int Some::*>);
+  static_assert(!std::is_constructible_v<Json, int (Some::*)()>);
+  static_assert(std::is_constructible_v<Json, const char*>);
+  static_assert(std::is_constructible_v<Json, decltype("x")>);
+  static_assert(std::is_constructible_v<Json, std::nullptr_t>);
 }
 
 TEST(Construct, FromANullCStringThrows) {
