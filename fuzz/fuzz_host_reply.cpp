@@ -42,35 +42,32 @@ constexpr std::size_t kCalls = 3;
 /// means the same; but the sanitizers take a third of a second for the storage of the longest one.
 constexpr std::int32_t kMaxAnnounced = 1 << 20;
 
-/// One tool of each shape.
+/// One tool for each way to put a request together.
 constexpr CatalogueEntry kTools[] = {
-    {.name = "none", .selector = "noneWithReply:", .description = "", .shape = Shape::kNoArgument},
+    {.name = "none", .selector = "noneWithReply:", .description = ""},
     {.name = "text",
      .selector = "text:withReply:",
      .description = "",
-     .shape = Shape::kOneString,
      .arguments = {Argument{.name = "address"}}},
     {.name = "search",
      .selector = "search:caseSensitive:withReply:",
      .description = "",
-     .shape = Shape::kPatternSearch,
-     .arguments = {Argument{.name = "pattern"}, Argument{.name = "case_sensitive"}}},
+     .arguments = {Argument{.name = "pattern"},
+                   Argument{.name = "case_sensitive", .type = ArgumentType::kBoolean}}},
     {.name = "pair",
      .selector = "pair:at:withReply:",
      .description = "",
-     .shape = Shape::kTwoStrings,
      .arguments = {Argument{.name = "name"}, Argument{.name = "address"}}},
     {.name = "map",
      .selector = "map:withReply:",
      .description = "",
-     .shape = Shape::kAddressNameMap,
-     .arguments = {Argument{.name = "names"}}},
+     .arguments = {Argument{.name = "names", .type = ArgumentType::kTextMap}}},
 };
 
 // --- input
 
 struct Script {
-  std::size_t firstShape = 0;
+  std::size_t firstTool = 0;
   bool staysOpen = false;
   bool hasGone = false;
   std::string bytes;  ///< all that the host sends
@@ -118,7 +115,7 @@ bool announcesTooMuch(std::string_view bytes) {
 
 Script readScript(const std::string& input) {
   const std::string bytes = input.substr(kHeaderBytes);
-  return {.firstShape = static_cast<unsigned char>(input[0] - '0') % std::size(kTools),
+  return {.firstTool = static_cast<unsigned char>(input[0] - '0') % std::size(kTools),
           .staysOpen = input[2] == 'o',
           .hasGone = input[2] == 'g',
           .bytes = input[1] == 'r' ? bytes : framed(bytes)};
@@ -219,7 +216,7 @@ void checkCalls(IPCClient& channel, const Script& script) {
   std::string_view rest = script.hasGone ? std::string_view() : script.bytes;
   const std::size_t calls = script.staysOpen ? 1 : kCalls;
   for (std::size_t i = 0; i < calls; ++i) {
-    const CatalogueEntry& tool = kTools[(script.firstShape + i) % std::size(kTools)];
+    const CatalogueEntry& tool = kTools[(script.firstTool + i) % std::size(kTools)];
     const Outcome got = call(tool, channel);
     const Outcome wanted = expectedOutcome(envelopeOf(takeBody(rest)));
     expectSame(got.value, wanted.value, "the handler returns what the reply means");

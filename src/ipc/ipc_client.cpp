@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 
 #include <cstdint>
-#include <utility>
 
 namespace {
 

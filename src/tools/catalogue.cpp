@@ -2,18 +2,20 @@
 
 #include "tools/tool_handler.h"
 
+#include <iterator>
+
 using json11::Json;
 
 namespace {
 
 constexpr Argument text(const char* name, const char* description) {
-  return {name, "string", description};
+  return {name, ArgumentType::kText, description};
 }
 constexpr Argument boolean(const char* name, const char* description) {
-  return {name, "boolean", description};
+  return {name, ArgumentType::kBoolean, description};
 }
-constexpr Argument object(const char* name, const char* description) {
-  return {name, "object", description};
+constexpr Argument textMap(const char* name, const char* description) {
+  return {name, ArgumentType::kTextMap, description};
 }
 
 constexpr Argument kCaseSensitive =
@@ -27,17 +29,14 @@ constexpr CatalogueEntry kCatalogue[] = {
      .selector = "documentListWithReply:",
      .description = "List of all opened documents in Orvane. A document is a representation of a file "
                     "being disassembled. This tool returns an array of string, each one being the name of "
-                    "an opened document.",
-     .shape = Shape::kNoArgument},
+                    "an opened document."},
     {.name = "current_document",
      .selector = "currentDocumentWithReply:",
-     .description = "This tool returns the name of the current document.",
-     .shape = Shape::kNoArgument},
+     .description = "This tool returns the name of the current document."},
     {.name = "set_current_document",
      .selector = "setCurrentDocument:withReply:",
      .description = "This tool is used to select the document currently being queried and edited. It "
                     "takes as argument the name of the document to select.",
-     .shape = Shape::kOneString,
      .arguments = {text("document", "The name of document to set as the current one.")}},
     {.name = "list_segments",
      .selector = "segmentListWithReply:",
@@ -48,8 +47,7 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "the segment is writeable and / or if the segment is executable. The \"section\" "
                     "property holds an array of the sections that the segment contains. Each section is "
                     "described by its name (the \"name\" property), its starting address (the \"start\" "
-                    "property) and its ending address (the \"end\" property).",
-     .shape = Shape::kNoArgument},
+                    "property) and its ending address (the \"end\" property)."},
     {.name = "list_procedures",
      .selector = "procedureListWithReply:",
      .description = "List of the name of all procedures (also known as function) along with the address "
@@ -57,16 +55,14 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "an object where the keys are the hexadecimal address of each procedure and the "
                     "associated value is the procedure's name. The list returned by this tool is usually "
                     "very large. It is more efficient to use the \"search_procedures\" tool to find a "
-                    "specific procedure.",
-     .shape = Shape::kNoArgument},
+                    "specific procedure."},
     {.name = "list_procedure_size",
      .selector = "procedureSizeListWithReply:",
      .description = "List basic information for all procedures (also known as function). This tool will "
                     "collect a few basic information regarding each procedure. It returns a dictionnary "
                     "where the key is the entrypoint for each procedure, and the value is another "
                     "dictionnary with the name of the procedure, the number of basic blocks and the size "
-                    "in bytes of the procedure.",
-     .shape = Shape::kNoArgument},
+                    "in bytes of the procedure."},
     {.name = "list_procedure_info",
      .selector = "procedureInfoListWithReply:",
      .description = "List all information regarding procedures of the current document. This tool returns "
@@ -83,22 +79,19 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "as a C-like function signature as the \"signature\" property. All the local "
                     "variables are listed in as the \"locals\" property as an array of objects, one for "
                     "each local variable. A local variable may contain a name, and its displacement on "
-                    "the stack as an integer.",
-     .shape = Shape::kNoArgument},
+                    "the stack as an integer."},
     {.name = "list_strings",
      .selector = "stringListWithReply:",
      .description = "List of all the strings defined in the current document and the address where each "
                     "string is defined. This tool returns an object where the keys are the addresses, and "
                     "the associated value is the string defined in the document. The list returned by "
                     "this tool is usually very large. It is more efficient to use the \"search_strings\" "
-                    "tool to find a specific string.",
-     .shape = Shape::kNoArgument},
+                    "tool to find a specific string."},
     {.name = "search_strings",
      .selector = "searchStringUsingPattern:caseSensitive:withReply:",
      .description = "Search for strings in the current document by filtering all the strings using a "
                     "regular expression. If found, the tool returns an object where the keys are the "
                     "addresses of the found strings and the associated value is the string itself.",
-     .shape = Shape::kPatternSearch,
      .arguments = {kStringPattern, kCaseSensitive}},
     {.name = "search_procedures",
      .selector = "searchProcedureUsingPattern:caseSensitive:withReply:",
@@ -106,7 +99,6 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "using a regular expression. If found, the tool returns an object where the keys are "
                     "the addresses of the found procedures and the associated value is the name of the "
                     "procedure.",
-     .shape = Shape::kPatternSearch,
      .arguments = {text("pattern", "A regular expression used to filter the procedures' name."),
                    kCaseSensitive}},
     {.name = "procedure_info",
@@ -125,36 +117,30 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "as the \"signature\" property. All the local variables are listed in as the "
                     "\"locals\" property as an array of objects, one for each local variable. A local "
                     "variable may contain a name, and its displacement on the stack as an integer.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure", "The name of the procedure. Leave unset for the current procedure.")}},
     {.name = "procedure_address",
      .selector = "addressOfProcedure:withReply:",
      .description = "Find the entry point of a given procedure by its name in the current document, or by "
                     "any hexadecimal address being part of the procedure.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure",
                         "The name of the procedure, or any address being part of it as an hexadecimal "
                         "number.")}},
     {.name = "current_address",
      .selector = "currentAddressWithReply:",
      .description = "Get the current address of the cursor in the current document. The tool returns an "
-                    "hexadecimal number.",
-     .shape = Shape::kNoArgument},
+                    "hexadecimal number."},
     {.name = "current_procedure",
      .selector = "currentProcedureWithReply:",
-     .description = "Get the name of the procedure at the current address in the current document.",
-     .shape = Shape::kNoArgument},
+     .description = "Get the name of the procedure at the current address in the current document."},
     {.name = "goto_address",
      .selector = "gotoAddress:withReply:",
      .description = "Move the cursor at a given address in the current document, which will become the "
                     "current address.",
-     .shape = Shape::kOneString,
      .arguments = {text("address", "The address in hexadecimal, or a label name.")}},
     {.name = "procedure_assembly",
      .selector = "asmOfProcedure:withReply:",
      .description = "Disassemble and generate the assembly code for a procedure of the current document. "
                     "The tool returns a string corresponding to the assembly code of the procedure.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure",
                         "The name of the procedure for which to generate the assembly code, or its "
                         "address as an hexadecimal number. Leave unset for the current procedure.")}},
@@ -166,7 +152,6 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "very long time if the procedure is complex and contains a lot of basic-blocks. "
                     "Usually, it's better to limit the use of this tool to procedure with less than fifty "
                     "basic-blocs.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure",
                         "The name of the procedure for which to generate the pseudo-code. Leave unset "
                         "for the current procedure.")}},
@@ -174,7 +159,6 @@ constexpr CatalogueEntry kCatalogue[] = {
      .selector = "callersOfProcedure:withReply:",
      .description = "All the procedures that call a given one in the current document. The tool returns a "
                     "list of names of the procedures that call the specified one.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure",
                         "The name of the procedure for which we want the list of callers. Leave unset "
                         "for the current procedure.")}},
@@ -182,7 +166,6 @@ constexpr CatalogueEntry kCatalogue[] = {
      .selector = "calleesOfProcedure:withReply:",
      .description = "All the procedures called by a given one in the current document. The tool returns a "
                     "list of names of the procedures called by the specified one.",
-     .shape = Shape::kOneString,
      .arguments = {text("procedure",
                         "The name of the procedure for which we want the list method that she is "
                         "calling. Leave unset for the current procedure.")}},
@@ -192,34 +175,29 @@ constexpr CatalogueEntry kCatalogue[] = {
                     "returns a list of addresses in hexadecimal notation that references the specified "
                     "one. Each of these addresses corresponds to an instruction that jumps to the "
                     "requested address.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address for which we want the list of referencing addresses. Leave unset "
                         "for the current address.")}},
     {.name = "comment",
      .selector = "commentAtAddress:withReply:",
      .description = "Get the current comment at a given address in the current document, if any.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address where we get the comment. Leave unset for the current address.")}},
     {.name = "inline_comment",
      .selector = "inlineCommentAtAddress:withReply:",
      .description = "Get the inline comment at a given address in the current document, if any.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address where we get the inline comment. Leave unset for the current "
                         "address.")}},
     {.name = "set_comment",
      .selector = "setComment:atAddress:withReply:",
      .description = "Set a comment at a given address in the current document.",
-     .shape = Shape::kTwoStrings,
      .arguments = {text("comment", "The comment to be set. Leave unset to remove the comment."),
                    text("address",
                         "The address where we set the comment. Leave unset for the current address.")}},
     {.name = "set_inline_comment",
      .selector = "setInlineComment:atAddress:withReply:",
      .description = "Set an inline comment at a given address in the current document.",
-     .shape = Shape::kTwoStrings,
      .arguments = {text("comment", "The inline comment to be set. Leave unset to remove the comment."),
                    text("address",
                         "The address where we set the inline comment. Leave unset for the current "
@@ -227,14 +205,12 @@ constexpr CatalogueEntry kCatalogue[] = {
     {.name = "next_address",
      .selector = "nextAddress:withReply:",
      .description = "Address appearing after a given address in the disassembly of the current document.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address of which we want the next address. Leave unset for the current "
                         "address.")}},
     {.name = "prev_address",
      .selector = "prevAddress:withReply:",
      .description = "Address appearing before a given address in the disassembly of the current document.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address of which we want the previous address. Leave unset for the current "
                         "address.")}},
@@ -242,19 +218,16 @@ constexpr CatalogueEntry kCatalogue[] = {
      .selector = "nameListWithReply:",
      .description = "List all the address which have a name, also called label, in the current document. "
                     "The tool returns an object where the keys are the addresses and the associated value "
-                    "is the name given to this address.",
-     .shape = Shape::kNoArgument},
+                    "is the name given to this address."},
     {.name = "search_name",
      .selector = "searchNameUsingPattern:caseSensitive:withReply:",
      .description = "Search for a label with a name matching a given pattern. The tool returns an object "
                     "where the keys are the addresses and the associated value is the name given to this "
                     "address.",
-     .shape = Shape::kPatternSearch,
      .arguments = {kStringPattern, kCaseSensitive}},
     {.name = "address_name",
      .selector = "nameOfAddress:withReply:",
      .description = "Name associated with an address, also called label, in the current document.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address of which we want the name (label). Leave unset for the current "
                         "address.")}},
@@ -262,7 +235,6 @@ constexpr CatalogueEntry kCatalogue[] = {
      .selector = "setNameOfAddress:to:withReply:",
      .description = "Set the name of an address, also called label, in the current document. It is "
                     "possible to remove a name / label by passing an empty string.",
-     .shape = Shape::kTwoStrings,
      .arguments = {text("address",
                         "The address where we want to set the a name (label). Leave unset for the "
                         "current address."),
@@ -272,22 +244,19 @@ constexpr CatalogueEntry kCatalogue[] = {
      .description = "Set the name, also known as label, of multiple addresses at once in the current "
                     "document. This is the prefered way to change the name of multiple addresses "
                     "efficiently.",
-     .shape = Shape::kAddressNameMap,
-     .arguments = {object("names",
-                          "An object where each key is a string representing an hexadecimal address, and "
-                          "the associated value is the name to be set at this address.")}},
+     .arguments = {textMap("names",
+                           "An object where each key is a string representing an hexadecimal address, and "
+                           "the associated value is the name to be set at this address.")}},
     {.name = "list_bookmarks",
      .selector = "bookmarkListWithReply:",
      .description = "Get a list of all the bookmarks defined in the current document. A bookmark is a "
                     "place of interest in a document. The result is a list of objects, each one "
                     "describing a single bookmark. A bookmark description consists of a optional name and "
-                    "an address as an hexadecimal number.",
-     .shape = Shape::kNoArgument},
+                    "an address as an hexadecimal number."},
     {.name = "set_bookmark",
      .selector = "setBookmarkAtAddress:withName:withReply:",
      .description = "Set a bookmark at a given address in the current document. A bookmark is a place of "
                     "interest in a document. It can optionally have a name.",
-     .shape = Shape::kTwoStrings,
      .arguments = {text("address",
                         "The address where we want to set the bookmark. Leave unset for the current "
                         "address."),
@@ -296,22 +265,28 @@ constexpr CatalogueEntry kCatalogue[] = {
     {.name = "unset_bookmark",
      .selector = "unsetBookmarkAtAddress:withReply:",
      .description = "Remove a bookmark at a given address in the current document.",
-     .shape = Shape::kOneString,
      .arguments = {text("address",
                         "The address where we want to set the bookmark. Leave unset for the current "
                         "address.")}},
 };
 
 static_assert(std::size(kCatalogue) == 34);
-static_assert(std::ranges::all_of(kCatalogue, [](const CatalogueEntry& entry) {
-  return entry.argumentCount() == argumentCount(entry.shape);
-}));
+/// JSON Schema's name of the type.
+const char* schemaName(ArgumentType type) {
+  switch (type) {
+    case ArgumentType::kText: return "string";
+    case ArgumentType::kBoolean: return "boolean";
+    case ArgumentType::kTextMap: return "object";
+  }
+  return "";
+}
 
 Json schemaOf(const CatalogueEntry& entry) {
   Json::object properties;
   for (const Argument& argument : entry.arguments) {
     if (argument.name == nullptr) continue;
-    properties[argument.name] = Json::object{{"description", argument.description}, {"type", argument.type}};
+    properties[argument.name] =
+        Json::object{{"description", argument.description}, {"type", schemaName(argument.type)}};
   }
   return Json::object{{"properties", properties}, {"type", "object"}};
 }

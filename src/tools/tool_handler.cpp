@@ -4,40 +4,38 @@
 #include <QJsonValue>
 #include <QString>
 
+#include <string>
+#include <utility>
+
 using json11::Json;
 
 namespace {
 
-QJsonValue textArgument(const Json& arguments, const Argument& argument) {
-  return QString::fromStdString(arguments[argument.name].stringValue());
-}
-
-QJsonValue booleanArgument(const Json& arguments, const Argument& argument) {
-  return arguments[argument.name].boolValue();
-}
-
-QJsonValue mapArgument(const Json& arguments, const Argument& argument) {
+QJsonObject textMap(const Json& value) {
   QJsonObject map;
-  for (const auto& [key, value] : arguments[argument.name].objectItems()) {
-    map.insert(QString::fromStdString(key), QString::fromStdString(value.stringValue()));
+  for (const auto& [key, text] : value.objectItems()) {
+    map.insert(QString::fromStdString(key), QString::fromStdString(text.stringValue()));
   }
   return map;
+}
+
+/// What the host is sent for `argument`.
+QJsonValue valueToSend(const Json& arguments, const Argument& argument) {
+  const Json& value = arguments[argument.name];
+  switch (argument.type) {
+    case ArgumentType::kText: return QString::fromStdString(value.stringValue());
+    case ArgumentType::kBoolean: return value.boolValue();
+    case ArgumentType::kTextMap: return textMap(value);
+  }
+  return {};
 }
 
 QString requestFromHost(const CatalogueEntry& entry, IPCClient& host, const Json& arguments, QString& error) {
   const QString selector = QString::fromUtf8(entry.selector);
   const auto& [first, second] = entry.arguments;
-  switch (entry.shape) {
-    case Shape::kNoArgument: return host.request(selector, error);
-    case Shape::kOneString: return host.request(selector, error, textArgument(arguments, first));
-    case Shape::kPatternSearch:
-      return host.request(selector, error, textArgument(arguments, first),
-                          booleanArgument(arguments, second));
-    case Shape::kTwoStrings:
-      return host.request(selector, error, textArgument(arguments, first), textArgument(arguments, second));
-    case Shape::kAddressNameMap: return host.request(selector, error, mapArgument(arguments, first));
-  }
-  return {};
+  if (first.name == nullptr) return host.request(selector, error);
+  if (second.name == nullptr) return host.request(selector, error, valueToSend(arguments, first));
+  return host.request(selector, error, valueToSend(arguments, first), valueToSend(arguments, second));
 }
 
 /// Whether `unit` is "{" or "[", which differ in one bit.

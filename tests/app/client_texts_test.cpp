@@ -91,15 +91,15 @@ std::vector<TextArgument> textArguments() {
   std::vector<TextArgument> found;
   std::string tool;
   std::string selector;
-  std::string shape;
+  std::string types;
   std::string keys;
-  while (std::getline(std::getline(std::getline(std::getline(file, tool, '\t'), selector, '\t'), shape, '\t'),
+  while (std::getline(std::getline(std::getline(std::getline(file, tool, '\t'), selector, '\t'), types, '\t'),
                       keys)) {
     const std::string second = keys.substr(keys.find(',') + 1);
     const std::string first = keys.substr(0, keys.find(','));
-    if (shape == "one string") found.push_back({tool, first, selector, "", ""});
-    if (shape == "pattern search") found.push_back({tool, first, selector, "", ",false"});
-    if (shape == "two strings") {
+    if (types == "text") found.push_back({tool, first, selector, "", ""});
+    if (types == "text,boolean") found.push_back({tool, first, selector, "", ",false"});
+    if (types == "text,text") {
       found.push_back({tool, first, selector, "", R"(,"")"});
       found.push_back({tool, second, selector, R"("",)", ""});
     }

@@ -29,13 +29,11 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   return text;
 }
 
-const char* nameOf(Shape shape) {
-  switch (shape) {
-    case Shape::kNoArgument: return "no argument";
-    case Shape::kOneString: return "one string";
-    case Shape::kPatternSearch: return "pattern search";
-    case Shape::kTwoStrings: return "two strings";
-    case Shape::kAddressNameMap: return "address-name map";
+const char* nameOf(ArgumentType type) {
+  switch (type) {
+    case ArgumentType::kText: return "text";
+    case ArgumentType::kBoolean: return "boolean";
+    case ArgumentType::kTextMap: return "text map";
   }
   return "";
 }
@@ -70,12 +68,15 @@ TEST(Catalogue, AsksTheHostAsWrittenDown) {
   std::getline(lines, line);  // the names of the columns
   for (const CatalogueEntry& entry : catalogue()) {
     std::vector<std::string> keys;
+    std::vector<std::string> types;
     for (const Argument& argument : entry.arguments) {
-      if (argument.name != nullptr) keys.emplace_back(argument.name);
+      if (argument.name == nullptr) continue;
+      keys.emplace_back(argument.name);
+      types.emplace_back(nameOf(argument.type));
     }
-    if (keys.empty()) keys.emplace_back("-");
+    if (keys.empty()) keys = types = {"-"};
     ASSERT_TRUE(std::getline(lines, line)) << entry.name;
-    EXPECT_EQ(joined({entry.name, entry.selector, nameOf(entry.shape), joined(keys, ",")}, "\t"), line);
+    EXPECT_EQ(joined({entry.name, entry.selector, joined(types, ","), joined(keys, ",")}, "\t"), line);
   }
   EXPECT_FALSE(std::getline(lines, line)) << line;
 }
@@ -96,14 +97,6 @@ TEST(Catalogue, RegistersAHandlerForEveryTool) {
     ASSERT_NE(handler, registry.handlers.end()) << entry.name;
     EXPECT_TRUE(handler->second) << entry.name;
   }
-}
-
-TEST(ArgumentCount, IsThatOfTheShape) {
-  EXPECT_EQ(argumentCount(Shape::kNoArgument), 0U);
-  EXPECT_EQ(argumentCount(Shape::kOneString), 1U);
-  EXPECT_EQ(argumentCount(Shape::kPatternSearch), 2U);
-  EXPECT_EQ(argumentCount(Shape::kTwoStrings), 2U);
-  EXPECT_EQ(argumentCount(Shape::kAddressNameMap), 1U);
 }
 
 TEST(Catalogue, GivesAToolWithoutArgumentsNoProperties) {

@@ -9,15 +9,13 @@
 
 namespace {
 
-Arguments argumentsOf(Shape shape) {
-  switch (shape) {
-    case Shape::kNoArgument: return Arguments::kNone;
-    case Shape::kOneString: return Arguments::kText;
-    case Shape::kPatternSearch: return Arguments::kTextAndFlag;
-    case Shape::kTwoStrings: return Arguments::kTwoTexts;
-    case Shape::kAddressNameMap: return Arguments::kTextByText;
+Arguments argumentsOf(const CatalogueEntry& entry) {
+  const auto& [first, second] = entry.arguments;
+  if (first.name == nullptr) return Arguments::kNone;
+  if (second.name != nullptr) {
+    return second.type == ArgumentType::kBoolean ? Arguments::kTextAndFlag : Arguments::kTwoTexts;
   }
-  return Arguments::kNone;
+  return first.type == ArgumentType::kTextMap ? Arguments::kTextByText : Arguments::kText;
 }
 
 TEST(SelectorTable, AnswersExactlyWhatTheToolsAsk) {
@@ -33,7 +31,7 @@ TEST(SelectorTable, TakesTheArgumentsThatTheToolsSend) {
   for (const CatalogueEntry& entry : catalogue()) {
     for (const Selector& selector : selectors()) {
       if (std::string(selector.name) != entry.selector) continue;
-      EXPECT_EQ(selector.arguments, argumentsOf(entry.shape)) << entry.selector;
+      EXPECT_EQ(selector.arguments, argumentsOf(entry)) << entry.selector;
     }
   }
 }
