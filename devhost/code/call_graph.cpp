@@ -30,9 +30,9 @@ void collectCalls(Analysis& analysis, const BinaryImage& image) {
     if (instruction.procedure == kNoProcedure || instruction.target == kNoAddress) continue;
     if (instruction.flow == Flow::kNext) continue;
     std::uint64_t callee = instruction.target;
+    // A stub jumps to its own slot, and to the loader: neither is a call of its own.
+    if (slotOfStub(analysis, image, analysis.procedures[instruction.procedure]) != nullptr) continue;
     if (image.importSlotAt(callee) != nullptr) {
-      // A stub jumps to its own slot: that is no call of itself.
-      if (slotOfStub(analysis, image, analysis.procedures[instruction.procedure]) != nullptr) continue;
       const auto stub = std::ranges::lower_bound(stubs, std::pair(callee, std::uint64_t{0}));
       if (stub != stubs.end() && stub->first == callee) callee = stub->second;
     } else {

@@ -23,6 +23,8 @@ void CodeExplorer::explore() {
   findProceduresThatNeverReturn();
   addSymbols();
   sweepSymbols();
+  // Only now: a case in the middle of an instruction is none, and tells where a table ends.
+  followTables();
   addPointers();
   sortAndDropRepeats(entries_);
   const auto byFrom = [](const Reference& jump) { return std::pair(jump.from, jump.to); };
@@ -124,7 +126,11 @@ void CodeExplorer::sweepSymbols() {
     const std::uint64_t end = symbol.address + std::min(symbol.size, held);
     const std::uint64_t step = symbol.thumb ? 2 : (image_.architecture >= Architecture::kArm ? 4 : 1);
     for (std::uint64_t address = std::max(symbol.address, swept); address < end; address += step) {
-      if (map_.isFree(address, 1)) follow({address, symbol.thumb});
+      if (!map_.isFree(address, 1)) continue;
+      follow({address, symbol.thumb});
+      // What cannot be decoded is data, or too new for the disassembler: only what is jumped to behind it is
+      // sure.
+      while (address < end && map_.isFree(address, 1)) address += step;
     }
     swept = std::max(swept, end);
   }
@@ -135,7 +141,8 @@ void CodeExplorer::sweepSymbols() {
 /// a switch.
 void CodeExplorer::addPointers() {
   addFormedAddresses();
-  for (const std::uint64_t pointer : image_.codePointers) addUnlessKnown(placeOf(pointer));
+  for (const std::uint64_t address : image_.codeAddresses) addUnlessKnown(placeOf(address));
+  for (const Pointer& pointer : image_.pointers) addUnlessKnown(placeOf(pointer.to));
   addFormedAddresses();
   if (image_.positionIndependent) return;
   for (const FileRange& range : image_.data) addPointersIn(range);
@@ -148,6 +155,7 @@ void CodeExplorer::addFormedAddresses() {
     const Place place = formedCodeAddresses_[formedDone_];
     addUnlessKnown(place);
   }
+  followTables();
 }
 
 /// Where the loader relocates nothing, only their looks tell pointers from other numbers.
@@ -178,6 +186,10 @@ void CodeExplorer::addUnlessKnown(Place place) {
 
 void CodeExplorer::follow(Place place) {
   pending_.push_back(place);
+  followPending();
+}
+
+void CodeExplorer::followPending() {
   while (!pending_.empty()) {
     const Place next = pending_.back();
     pending_.pop_back();
@@ -210,7 +222,7 @@ void CodeExplorer::record(Decoded& decoded, Run& run) {
   } else if (decoded.flow == Flow::kJump || decoded.flow == Flow::kBranch) {
     pending_.push_back(target);
   } else if (decoded.flow == Flow::kIndirectJump) {
-    followTable(decoded, run);
+    noteTable(decoded, run);
   }
   recordReferences(decoded);
   if (decoded.compared) run.compared = decoded.compared;
@@ -236,27 +248,37 @@ void CodeExplorer::recordReferences(const Decoded& decoded) {
   instructions_.push_back(instruction);
 }
 
-void CodeExplorer::addTableJump(std::uint64_t from, std::uint64_t to) {
-  tableJumps_.push_back({to, from});
-  references_.push_back({to, from});
-  pending_.push_back({to, false});
-}
-
-/// Follows the cases of a switch on x86-64: a bounded index into a table of distances from the table
-/// (position independent code) or of addresses.
-void CodeExplorer::followTable(const Decoded& decoded, const Run& run) {
+/// Notes the cases of a switch on x86-64: a bounded index into a table of distances from the table (position
+/// independent code) or of addresses.
+void CodeExplorer::noteTable(const Decoded& decoded, const Run& run) {
   if (image_.architecture != Architecture::kX8664 || !run.compared) return;
   const bool absolute = decoded.reference != kNoAddress;
   const std::uint64_t table = absolute ? decoded.reference : run.table;
-  if (table == kNoAddress || image_.importSlotAt(table) != nullptr) return;
-  const std::uint64_t width = absolute ? 8 : 4;
-  const std::uint64_t cases = *run.compared < kMaxCases ? *run.compared + 1 : 0;
-  for (std::uint64_t i = 0; i < cases && tableEntriesLeft_ > 0; ++i, --tableEntriesLeft_) {
-    const auto entry = bytes_.number(table + i * width, width);
+  if (table == kNoAddress || image_.importSlotAt(table) != nullptr || *run.compared >= kMaxCases) return;
+  pendingTables_.push_back({decoded.address, table, *run.compared + 1, absolute});
+}
+
+void CodeExplorer::followTables() {
+  // The list grows while new code is decoded.
+  while (!pendingTables_.empty()) {
+    const JumpTable table = pendingTables_.back();
+    pendingTables_.pop_back();
+    followTable(table);
+    followPending();
+  }
+}
+
+/// A table may be shorter than the number that its index was compared with: it ends at what cannot be a case.
+void CodeExplorer::followTable(const JumpTable& table) {
+  const std::uint64_t width = table.absolute ? 8 : 4;
+  for (std::uint64_t i = 0; i < table.cases && tableEntriesLeft_ > 0; ++i, --tableEntriesLeft_) {
+    const auto entry = bytes_.number(table.start + i * width, width);
     if (!entry) return;
     const auto distance = static_cast<std::int32_t>(static_cast<std::uint32_t>(*entry));
-    const std::uint64_t to = absolute ? *entry : table + static_cast<std::uint64_t>(std::int64_t{distance});
-    if (!image_.isCode(to)) return;
-    addTableJump(decoded.address, to);
+    const std::uint64_t to = table.absolute ? *entry : offsetBy(table.start, distance);
+    if (!image_.isCode(to) || (!map_.isFree(to, 1) && !map_.isStart(to))) return;
+    tableJumps_.push_back({to, table.jump});
+    references_.push_back({to, table.jump});
+    pending_.push_back({to, false});
   }
 }

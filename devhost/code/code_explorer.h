@@ -50,6 +50,14 @@ class CodeExplorer {
     std::optional<std::uint64_t> compared;  ///< latest constant that something was compared with
   };
 
+  /// What an indirect jump chooses its target from: distances from the table's start, or addresses.
+  struct JumpTable {
+    std::uint64_t jump = 0;  ///< the instruction
+    std::uint64_t start = 0;
+    std::uint64_t cases = 0;
+    bool absolute = false;
+  };
+
   void findStubs();
   void findStubsIn(const FileRange& range);
   void findProceduresThatNeverReturn();
@@ -65,8 +73,10 @@ class CodeExplorer {
   void followRun(Place place);
   void record(Decoded& decoded, Run& run);
   void recordReferences(const Decoded& decoded);
-  void followTable(const Decoded& decoded, const Run& run);
-  void addTableJump(std::uint64_t from, std::uint64_t to);
+  void followPending();
+  void noteTable(const Decoded& decoded, const Run& run);
+  void followTables();
+  void followTable(const JumpTable& table);
   bool neverReturns(std::uint64_t callee) const;
   bool isMarkedAsData(std::uint64_t address) const;
   bool isStub(std::uint64_t address) const;
@@ -77,6 +87,7 @@ class CodeExplorer {
   Disassembler disassembler_;
   CodeMap map_;
   std::vector<Place> pending_;
+  std::vector<JumpTable> pendingTables_;
   std::vector<Instruction> instructions_;
   std::vector<Reference> references_;
   std::vector<Reference> tableJumps_;

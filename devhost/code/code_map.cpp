@@ -4,7 +4,8 @@
 
 CodeMap::CodeMap(const BinaryImage& image) {
   for (const FileRange& range : image.code)
-    areas_.push_back({range, std::vector<bool>(range.end - range.start)});
+    areas_.push_back(
+        {range, std::vector<bool>(range.end - range.start), std::vector<bool>(range.end - range.start)});
 }
 
 CodeMap::Area* CodeMap::areaAt(std::uint64_t address) {
@@ -30,4 +31,10 @@ bool CodeMap::isFree(std::uint64_t address, std::size_t size) {
 void CodeMap::take(std::uint64_t address, std::size_t size) {
   Area* area = areaAt(address);
   std::fill_n(area->taken.begin() + static_cast<std::ptrdiff_t>(address - area->range.start), size, true);
+  area->starts[address - area->range.start] = true;
+}
+
+bool CodeMap::isStart(std::uint64_t address) {
+  const Area* area = areaAt(address);
+  return area != nullptr && area->starts[address - area->range.start];
 }

@@ -13,12 +13,16 @@ class CodeMap {
 
   /// Whether `size` bytes from `address` are code and none of them is taken.
   bool isFree(std::uint64_t address, std::size_t size);
+  /// Marks the `size` bytes of an instruction.
   void take(std::uint64_t address, std::size_t size);
+  /// Whether an instruction that was taken begins at `address`.
+  bool isStart(std::uint64_t address);
 
  private:
   struct Area {
     FileRange range;
     std::vector<bool> taken;
+    std::vector<bool> starts;  ///< of instructions
   };
   Area* areaAt(std::uint64_t address);
 

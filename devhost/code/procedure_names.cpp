@@ -1,20 +1,13 @@
 #include "devhost/code/procedure_names.h"
 
 #include "devhost/code/import_stubs.h"
-
-#include <cxxabi.h>
+#include "devhost/image/demangled_name.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
 namespace {
-
-/// Longest mangled name whose signature is worked out; longer ones cost more than they tell.
-constexpr std::size_t kMaxMangledBytes = 1024;
 
 /// Names by address while they are gathered: the first name of an address stays, others become aliases.
 void settleNames(Analysis& analysis, std::vector<NameAt> names) {
@@ -25,18 +18,6 @@ void settleNames(Analysis& analysis, std::vector<NameAt> names) {
   }
 }
 
-std::optional<std::string> signatureOf(const std::string& name) {
-  if (!name.starts_with("_Z") || name.size() > kMaxMangledBytes) return std::nullopt;
-  int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> text(
-      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);
-  if (status != 0 || text == nullptr || std::string_view(text.get()).find('(') == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return std::string(text.get());
-}
-
-/// Names what has one, best name first: functions, stubs, data, slots, then whatever procedure is left.
 }  // namespace
 
 void collectNames(Analysis& analysis, const BinaryImage& image) {
@@ -61,7 +42,7 @@ void collectNames(Analysis& analysis, const BinaryImage& image) {
                 [](const NameAt& alias) { return alias.name == defaultProcedureName(alias.address); });
   for (const NameAt& name : analysis.names) {
     if (analysis.procedureFrom(name.address) == nullptr) continue;
-    if (auto signature = signatureOf(name.name)) {
+    if (auto signature = demangledName(name.name)) {
       analysis.signatures.push_back({name.address, std::move(*signature)});
     }
   }

@@ -39,11 +39,6 @@ constexpr bool hasDirectTarget(Flow flow) {
   return flow == Flow::kJump || flow == Flow::kBranch || flow == Flow::kCall;
 }
 
-/// `base` and a displacement that may be negative.
-constexpr std::uint64_t offsetBy(std::uint64_t base, std::int64_t displacement) {
-  return base + static_cast<std::uint64_t>(displacement);
-}
-
 /// A constant operand as the address that it may be.
 constexpr std::uint64_t asAddress(std::int64_t value) {
   return static_cast<std::uint64_t>(value);

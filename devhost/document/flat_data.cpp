@@ -48,7 +48,7 @@ class Archive {
   void field(BinaryImage& image) {
     fields(image.architecture, image.positionIndependent, image.entryPoint, image.entryIsThumb,
            image.globalOffsetTable, image.segments, image.code, image.data, image.stubs, image.symbols,
-           image.importSlots, image.codePointers, image.codeMarks);
+           image.importSlots, image.pointers, image.codeAddresses, image.codeMarks);
   }
   void field(Analysis& analysis) {
     fields(analysis.instructions, analysis.blocks, analysis.procedures, analysis.references,

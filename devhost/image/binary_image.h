@@ -55,6 +55,12 @@ struct ImportSlot {
   std::string name;
 };
 
+/// A cell of data into which the loader writes an address of this file.
+struct Pointer {
+  std::uint64_t cell = 0;
+  std::uint64_t to = 0;  ///< on 32-bit Arm its lowest bit says that the code there is Thumb
+};
+
 /// An address at which 32-bit Arm code changes its kind; from the file's mapping symbols.
 struct CodeMark {
   enum class Kind : std::uint8_t { kArm, kThumb, kData };
@@ -75,8 +81,8 @@ struct BinaryImage {
   std::vector<FileRange> stubs;  ///< parts of `code` that hold nothing but import stubs
   std::vector<Symbol> symbols;
   std::vector<ImportSlot> importSlots;
-  std::vector<std::uint64_t>
-      codePointers;  ///< addresses in data that the loader relocates; some point to code
+  std::vector<Pointer> pointers;             ///< sorted by cell; those that the loader sets
+  std::vector<std::uint64_t> codeAddresses;  ///< where the loader calls in besides the entry point
   std::vector<CodeMark> codeMarks;
 
   const Segment* segmentAt(std::uint64_t address) const;

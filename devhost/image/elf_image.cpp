@@ -1,42 +1,47 @@
 #include "devhost/image/elf_image.h"
 
+#include "devhost/image/unwind_table.h"
+
+#include <llvm/BinaryFormat/ELF.h>
+#include <llvm/Object/ELF.h>
+
 #include <algorithm>
+#include <map>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace {
 
-/// Relocation types of one processor, from its ELF supplement.
+namespace ELF = llvm::ELF;
+
+/// The kinds of relocation of one processor that matter here.
 struct RelocationTypes {
   Architecture architecture;
   std::uint32_t globalData;
   std::uint32_t jumpSlot;
   std::uint32_t relative;
+  std::uint32_t resolved;  ///< by calling what it names
+  std::uint32_t absolute;
 };
 constexpr RelocationTypes kRelocationTypes[] = {
-    {Architecture::kX8664, 6, 7, 8},
-    {Architecture::kX86, 6, 7, 8},
-    {Architecture::kArm, 21, 22, 23},
-    {Architecture::kArm64, 1025, 1026, 1027},
+    {Architecture::kX8664, ELF::R_X86_64_GLOB_DAT, ELF::R_X86_64_JUMP_SLOT, ELF::R_X86_64_RELATIVE,
+     ELF::R_X86_64_IRELATIVE, ELF::R_X86_64_64},
+    {Architecture::kX86, ELF::R_386_GLOB_DAT, ELF::R_386_JUMP_SLOT, ELF::R_386_RELATIVE, ELF::R_386_IRELATIVE,
+     ELF::R_386_32},
+    {Architecture::kArm, ELF::R_ARM_GLOB_DAT, ELF::R_ARM_JUMP_SLOT, ELF::R_ARM_RELATIVE, ELF::R_ARM_IRELATIVE,
+     ELF::R_ARM_ABS32},
+    {Architecture::kArm64, ELF::R_AARCH64_GLOB_DAT, ELF::R_AARCH64_JUMP_SLOT, ELF::R_AARCH64_RELATIVE,
+     ELF::R_AARCH64_IRELATIVE, ELF::R_AARCH64_ABS64},
 };
 
-const RelocationTypes& relocationTypesOf(Architecture architecture) {
-  return *std::ranges::find(kRelocationTypes, architecture, &RelocationTypes::architecture);
-}
-
-void addElfSegments(ImageDraft& draft, const LIEF::ELF::Binary& elf) {
-  for (const LIEF::ELF::Segment& segment : elf.segments()) {
-    if (segment.type() != LIEF::ELF::SEGMENT_TYPES::PT_LOAD) continue;
-    draft.addSegment({.start = segment.virtual_address(),
-                      .end = addSaturated(segment.virtual_address(), segment.virtual_size()),
-                      .fileOffset = segment.file_offset(),
-                      .fileSize = segment.physical_size(),
-                      .readable = segment.has(LIEF::ELF::ELF_SEGMENT_FLAGS::PF_R),
-                      .writable = segment.has(LIEF::ELF::ELF_SEGMENT_FLAGS::PF_W),
-                      .executable = segment.has(LIEF::ELF::ELF_SEGMENT_FLAGS::PF_X)});
-  }
-  draft.settleSegments();
-  for (std::size_t i = 0; i < draft.image.segments.size(); ++i) {
-    draft.image.segments[i].name = "LOAD" + std::to_string(i);
+std::optional<Architecture> architectureOf(std::uint16_t machine) {
+  switch (machine) {
+    case ELF::EM_386: return Architecture::kX86;
+    case ELF::EM_X86_64: return Architecture::kX8664;
+    case ELF::EM_ARM: return Architecture::kArm;
+    case ELF::EM_AARCH64: return Architecture::kArm64;
+    default: return std::nullopt;
   }
 }
 
@@ -46,33 +51,9 @@ bool holdsUnwindTables(std::string_view section) {
          section.starts_with(".ARM.ex");
 }
 
-void addElfSections(ImageDraft& draft, const LIEF::ELF::Binary& elf) {
-  using LIEF::ELF::ELF_SECTION_FLAGS;
-  using LIEF::ELF::ELF_SECTION_TYPES;
-  for (const LIEF::ELF::Section& section : elf.sections()) {
-    const bool noBits = section.type() == ELF_SECTION_TYPES::SHT_NOBITS;
-    // Thread-local zeros take no room in the address space, whatever address they carry.
-    if (!section.has(ELF_SECTION_FLAGS::SHF_ALLOC) || (noBits && section.has(ELF_SECTION_FLAGS::SHF_TLS))) {
-      continue;
-    }
-    const std::uint64_t start = section.virtual_address();
-    const std::uint64_t end = addSaturated(start, section.size());
-    const Segment* segment = draft.image.segmentAt(start);
-    if (segment == nullptr || section.size() == 0) continue;
-    const std::string name = cleanName(section.name());
-    draft.image.segments[static_cast<std::size_t>(segment - draft.image.segments.data())].sections.push_back(
-        {name, start, std::min(end, segment->end)});
-    if (noBits) continue;
-    if (section.has(ELF_SECTION_FLAGS::SHF_EXECINSTR)) {
-      draft.addRange(draft.image.code, start, end);
-      if (name.starts_with(".plt") || name == ".iplt") draft.addRange(draft.image.stubs, start, end);
-    } else if (section.type() == ELF_SECTION_TYPES::SHT_PROGBITS && !holdsUnwindTables(name)) {
-      draft.addRange(draft.image.data, start, end);
-    }
-  }
-}
-
 std::optional<CodeMark::Kind> markKind(std::string_view name) {
+  constexpr std::size_t kLongestKind = 3;
+  name = name.substr(0, std::min(name.find('\0'), kLongestKind));
   if (name == "$a" || name.starts_with("$a.") || name == "$x" || name.starts_with("$x.")) {
     return CodeMark::Kind::kArm;
   }
@@ -81,60 +62,281 @@ std::optional<CodeMark::Kind> markKind(std::string_view name) {
   return std::nullopt;
 }
 
-void addElfSymbols(ImageDraft& draft, const LIEF::ELF::Binary& elf) {
-  using LIEF::ELF::ELF_SYMBOL_TYPES;
+/// What `expected` holds, or an empty value: a damaged part of a file is taken for a missing one.
+template <typename T>
+T orEmpty(llvm::Expected<T> expected) {
+  if (expected) return std::move(*expected);
+  llvm::consumeError(expected.takeError());
+  return T();
+}
+
+/// Reads a file of one word size. `Elf` is LLVM's description of it.
+template <typename Elf>
+class ElfReader {
+ public:
+  ElfReader(ImageDraft& draft, const llvm::object::ELFFile<Elf>& elf, std::span<const std::uint8_t> file)
+      : draft_(draft), elf_(elf), bytes_(draft.image, file) {}
+
+  void read() {
+    addSegments();
+    sections_ = orEmpty(elf_.sections());
+    addSections();
+    readDynamicTable();
+    addSymbolTables();
+    addFunctionsOfUnwindTable();
+    addRelocations();
+    addCallsOfLoader();
+    draft_.image.positionIndependent = elf_.getHeader().e_type == ELF::ET_DYN;
+    draft_.image.entryPoint = elf_.getHeader().e_entry;
+  }
+
+ private:
+  using Shdr = typename Elf::Shdr;
+  using Sym = typename Elf::Sym;
+  static constexpr std::size_t kPointerSize = Elf::Is64Bits ? 8 : 4;
+
+  void addSegments();
+  void addSections();
+  void addSection(const Shdr& section);
+  void readDynamicTable();
+  void addSymbolTables();
+  void addSymbols(llvm::ArrayRef<Sym> symbols, llvm::StringRef names);
+  void addFunctionsOfUnwindTable();
+  void addRelocations();
+  template <typename Relocation>
+  void addTable(llvm::ArrayRef<Relocation> table);
+  void addRelocation(std::uint64_t cell, std::uint32_t type, const Sym* symbol,
+                     std::optional<std::uint64_t> addend);
+  void addCallsOfLoader();
+
+  /// The value of an entry of the dynamic table; 0 if there is none.
+  std::uint64_t dynamicValue(std::uint64_t tag) const {
+    const auto found = dynamic_.find(tag);
+    return found == dynamic_.end() ? 0 : found->second;
+  }
+
+  /// The records at `address`, as far as `size` bytes and the file reach.
+  template <typename T>
+  llvm::ArrayRef<T> recordsAt(std::uint64_t address, std::uint64_t size) const {
+    const std::span<const std::uint8_t> held = bytes_.from(address);
+    return {reinterpret_cast<const T*>(held.data()), std::min<std::uint64_t>(size, held.size()) / sizeof(T)};
+  }
+
+  llvm::StringRef textAt(std::uint64_t address, std::uint64_t size) const {
+    const llvm::ArrayRef<char> text = recordsAt<char>(address, size);
+    return {text.data(), text.size()};
+  }
+
+  ImageDraft& draft_;
+  const llvm::object::ELFFile<Elf>& elf_;
+  const MappedBytes bytes_;
+  typename Elf::ShdrRange sections_;
+  std::map<std::uint64_t, std::uint64_t> dynamic_;
+  llvm::ArrayRef<Sym> dynamicSymbols_;
+  llvm::StringRef dynamicNames_;
+};
+
+template <typename Elf>
+void ElfReader<Elf>::addSegments() {
+  for (const auto& segment : orEmpty(elf_.program_headers())) {
+    if (segment.p_type != ELF::PT_LOAD) continue;
+    draft_.addSegment({.start = segment.p_vaddr,
+                       .end = addSaturated(segment.p_vaddr, segment.p_memsz),
+                       .fileOffset = segment.p_offset,
+                       .fileSize = segment.p_filesz,
+                       .readable = (segment.p_flags & ELF::PF_R) != 0,
+                       .writable = (segment.p_flags & ELF::PF_W) != 0,
+                       .executable = (segment.p_flags & ELF::PF_X) != 0});
+  }
+  draft_.settleSegments();
+  std::vector<Segment>& segments = draft_.image.segments;
+  for (std::size_t i = 0; i < segments.size(); ++i) segments[i].name = "LOAD" + std::to_string(i);
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addSections() {
+  for (const Shdr& section : sections_) addSection(section);
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addSection(const Shdr& section) {
+  const bool noBits = section.sh_type == ELF::SHT_NOBITS;
+  // Thread-local zeros take no room in the address space, whatever address they carry.
+  if ((section.sh_flags & ELF::SHF_ALLOC) == 0 || (noBits && (section.sh_flags & ELF::SHF_TLS) != 0)) return;
+  const std::uint64_t start = section.sh_addr;
+  const std::uint64_t end = addSaturated(start, section.sh_size);
+  const Segment* segment = draft_.image.segmentAt(start);
+  if (segment == nullptr || section.sh_size == 0) return;
+  const std::string name = draft_.name(orEmpty(elf_.getSectionName(section)));
+  draft_.image.segments[static_cast<std::size_t>(segment - draft_.image.segments.data())].sections.push_back(
+      {name, start, std::min(end, segment->end)});
+  if (noBits) return;
+  if ((section.sh_flags & ELF::SHF_EXECINSTR) != 0) {
+    draft_.addRange(draft_.image.code, start, end);
+    if (name.starts_with(".plt") || name == ".iplt") draft_.addRange(draft_.image.stubs, start, end);
+  } else if (section.sh_type == ELF::SHT_PROGBITS && !holdsUnwindTables(name)) {
+    draft_.addRange(draft_.image.data, start, end);
+  }
+}
+
+template <typename Elf>
+void ElfReader<Elf>::readDynamicTable() {
+  for (const auto& entry : orEmpty(elf_.dynamicEntries())) {
+    dynamic_.emplace(static_cast<std::uint64_t>(entry.getTag()), entry.getVal());
+  }
+  draft_.image.globalOffsetTable =
+      dynamic_.contains(ELF::DT_PLTGOT) ? dynamicValue(ELF::DT_PLTGOT) : kNoAddress;
+  const std::uint64_t count = dynamic_.empty() ? 0 : orEmpty(elf_.getDynSymtabSize());
+  const std::uint64_t most = draft_.fileSize / sizeof(Sym);
+  dynamicSymbols_ = recordsAt<Sym>(dynamicValue(ELF::DT_SYMTAB), std::min(count, most) * sizeof(Sym));
+  dynamicNames_ = textAt(dynamicValue(ELF::DT_STRTAB), dynamicValue(ELF::DT_STRSZ));
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addSymbolTables() {
+  addSymbols(dynamicSymbols_, dynamicNames_);
+  for (const Shdr& section : sections_) {
+    if (section.sh_type != ELF::SHT_SYMTAB) continue;
+    addSymbols(orEmpty(elf_.symbols(&section)), orEmpty(elf_.getStringTableForSymtab(section, sections_)));
+  }
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addSymbols(llvm::ArrayRef<Sym> symbols, llvm::StringRef names) {
   const bool arm =
-      draft.image.architecture == Architecture::kArm || draft.image.architecture == Architecture::kArm64;
-  for (const LIEF::ELF::Symbol& symbol : elf.symbols()) {
-    if (symbol.shndx() == 0 || symbol.name().empty()) continue;
-    if (const auto kind = arm ? markKind(symbol.name()) : std::nullopt) {
-      draft.image.codeMarks.push_back({symbol.value(), *kind});
+      draft_.image.architecture == Architecture::kArm || draft_.image.architecture == Architecture::kArm64;
+  for (const Sym& symbol : symbols) {
+    const std::string_view name = names.substr(symbol.st_name);
+    if (symbol.st_shndx == ELF::SHN_UNDEF || name.empty() || name.front() == '\0' || draft_.isFull())
+      continue;
+    if (const auto kind = arm ? markKind(name) : std::nullopt) {
+      draft_.image.codeMarks.push_back({symbol.st_value, *kind});
       continue;
     }
-    const ELF_SYMBOL_TYPES type = symbol.type();
-    const bool function = type == ELF_SYMBOL_TYPES::STT_FUNC || type == ELF_SYMBOL_TYPES::STT_GNU_IFUNC;
-    if (!function && type != ELF_SYMBOL_TYPES::STT_OBJECT && type != ELF_SYMBOL_TYPES::STT_NOTYPE) continue;
-    draft.addSymbol(symbol.name(), symbol.value(), symbol.size(), function);
+    const unsigned char type = symbol.getType();
+    const bool function = type == ELF::STT_FUNC || type == ELF::STT_GNU_IFUNC;
+    if (!function && type != ELF::STT_OBJECT && type != ELF::STT_NOTYPE) continue;
+    draft_.addSymbol(name, symbol.st_value, symbol.st_size, function);
   }
 }
 
-void addElfRelocations(ImageDraft& draft, const LIEF::ELF::Binary& elf, const MappedBytes& bytes) {
-  const RelocationTypes& types = relocationTypesOf(draft.image.architecture);
-  const std::size_t pointerSize = elf.type() == LIEF::ELF::ELF_CLASS::ELFCLASS64 ? 8 : 4;
-  for (const LIEF::ELF::Relocation& relocation : elf.relocations()) {
-    const std::uint64_t cell = relocation.address();
-    if (relocation.type() == types.relative) {
-      const auto pointer = relocation.is_rela() ? static_cast<std::uint64_t>(relocation.addend())
-                                                : bytes.number(cell, pointerSize).value_or(kNoAddress);
-      draft.image.codePointers.push_back(pointer);
-    } else if (relocation.type() == types.jumpSlot || relocation.type() == types.globalData) {
-      if (!relocation.has_symbol() || relocation.symbol().name().empty()) continue;
-      draft.image.importSlots.push_back({cell, cleanName(relocation.symbol().name())});
+template <typename Elf>
+void ElfReader<Elf>::addFunctionsOfUnwindTable() {
+  for (const Shdr& section : sections_) {
+    if (orEmpty(elf_.getSectionName(section)) != ".eh_frame") continue;
+    const llvm::ArrayRef<std::uint8_t> table = recordsAt<std::uint8_t>(section.sh_addr, section.sh_size);
+    return addFunctionsOfEhFrame(draft_, {table.data(), table.size()}, section.sh_addr);
+  }
+  // Without sections, the header of the table tells where it is, as four bytes from their own place.
+  constexpr std::uint64_t kVersionAndEncoding = 0x1b01;
+  constexpr std::uint64_t kPlaceOfPointer = 4;
+  for (const auto& segment : orEmpty(elf_.program_headers())) {
+    if (segment.p_type != ELF::PT_GNU_EH_FRAME) continue;
+    const std::uint64_t place = segment.p_vaddr + kPlaceOfPointer;
+    const auto header = bytes_.number(segment.p_vaddr, 4);
+    const auto distance = bytes_.number(place, 4);
+    if (!header || !distance || (*header & 0xffffU) != kVersionAndEncoding) return;
+    const std::uint64_t table =
+        place + static_cast<std::uint64_t>(static_cast<std::int32_t>(static_cast<std::uint32_t>(*distance)));
+    return addFunctionsOfEhFrame(draft_, bytes_.from(table), table);
+  }
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addRelocations() {
+  using Rel = typename Elf::Rel;
+  using Rela = typename Elf::Rela;
+  addTable(recordsAt<Rela>(dynamicValue(ELF::DT_RELA), dynamicValue(ELF::DT_RELASZ)));
+  addTable(recordsAt<Rel>(dynamicValue(ELF::DT_REL), dynamicValue(ELF::DT_RELSZ)));
+  const std::uint64_t jumps = dynamicValue(ELF::DT_JMPREL);
+  const std::uint64_t size = dynamicValue(ELF::DT_PLTRELSZ);
+  if (dynamicValue(ELF::DT_PLTREL) == ELF::DT_RELA) {
+    addTable(recordsAt<Rela>(jumps, size));
+  } else {
+    addTable(recordsAt<Rel>(jumps, size));
+  }
+  const auto packed = recordsAt<typename Elf::Relr>(dynamicValue(ELF::DT_RELR), dynamicValue(ELF::DT_RELRSZ));
+  addTable<Rel>(elf_.decode_relrs(packed));
+  if (!dynamic_.empty()) return;
+  // A program that needs no libraries keeps the few relocations that it has in sections alone.
+  for (const Shdr& section : sections_) {
+    if ((section.sh_flags & ELF::SHF_ALLOC) == 0) continue;
+    if (section.sh_type == ELF::SHT_RELA) addTable(orEmpty(elf_.relas(section)));
+    if (section.sh_type == ELF::SHT_REL) addTable(orEmpty(elf_.rels(section)));
+  }
+}
+
+template <typename Elf>
+template <typename Relocation>
+void ElfReader<Elf>::addTable(llvm::ArrayRef<Relocation> table) {
+  for (const Relocation& relocation : table) {
+    const std::uint32_t index = relocation.getSymbol(false);
+    const Sym* symbol = index != 0 && index < dynamicSymbols_.size() ? &dynamicSymbols_[index] : nullptr;
+    std::optional<std::uint64_t> addend;
+    if constexpr (requires { relocation.r_addend; })
+      addend = static_cast<std::uint64_t>(std::int64_t{relocation.r_addend});
+    addRelocation(relocation.r_offset, relocation.getType(false), symbol, addend);
+  }
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addRelocation(std::uint64_t cell, std::uint32_t type, const Sym* symbol,
+                                   std::optional<std::uint64_t> addend) {
+  const RelocationTypes& types =
+      *std::ranges::find(kRelocationTypes, draft_.image.architecture, &RelocationTypes::architecture);
+  // What is not in the relocation stands in the cell.
+  const auto added = [&] { return addend ? addend : bytes_.number(cell, kPointerSize); };
+  if (type == types.relative || type == types.resolved) {
+    if (const auto pointer = added()) draft_.addPointer(cell, *pointer);
+  } else if (type == types.absolute && symbol != nullptr && symbol->st_shndx != ELF::SHN_UNDEF) {
+    if (const auto distance = added()) draft_.addPointer(cell, symbol->st_value + *distance);
+  } else if (type == types.jumpSlot || type == types.globalData) {
+    if (symbol != nullptr) draft_.addImportSlot(cell, dynamicNames_.substr(symbol->st_name));
+  }
+}
+
+template <typename Elf>
+void ElfReader<Elf>::addCallsOfLoader() {
+  for (const std::uint64_t tag : {ELF::DT_INIT, ELF::DT_FINI}) {
+    if (dynamic_.contains(tag)) draft_.image.codeAddresses.push_back(dynamicValue(tag));
+  }
+  constexpr std::pair<std::uint64_t, std::uint64_t> kArrays[] = {
+      {ELF::DT_INIT_ARRAY, ELF::DT_INIT_ARRAYSZ},
+      {ELF::DT_FINI_ARRAY, ELF::DT_FINI_ARRAYSZ},
+      {ELF::DT_PREINIT_ARRAY, ELF::DT_PREINIT_ARRAYSZ}};
+  for (const auto& [start, size] : kArrays) {
+    for (const auto& pointer : recordsAt<typename Elf::Addr>(dynamicValue(start), dynamicValue(size))) {
+      draft_.image.codeAddresses.push_back(pointer);
     }
   }
 }
 
-void addElfDynamicEntries(ImageDraft& draft, const LIEF::ELF::Binary& elf) {
-  using LIEF::ELF::DYNAMIC_TAGS;
-  for (const LIEF::ELF::DynamicEntry& entry : elf.dynamic_entries()) {
-    if (entry.tag() == DYNAMIC_TAGS::DT_INIT || entry.tag() == DYNAMIC_TAGS::DT_FINI) {
-      draft.image.codePointers.push_back(entry.value());
-    }
-    if (entry.tag() == DYNAMIC_TAGS::DT_PLTGOT) draft.image.globalOffsetTable = entry.value();
-    if (const auto* array = dynamic_cast<const LIEF::ELF::DynamicEntryArray*>(&entry)) {
-      for (const std::uint64_t pointer : array->array()) draft.image.codePointers.push_back(pointer);
-    }
+template <typename Elf>
+bool readElfOf(ImageDraft& draft, std::span<const std::uint8_t> file, std::string& error) {
+  auto elf = llvm::object::ELFFile<Elf>::create({reinterpret_cast<const char*>(file.data()), file.size()});
+  if (!elf) {
+    llvm::consumeError(elf.takeError());
+    error = kUnreadable;
+    return false;
   }
+  const auto architecture = architectureOf(elf->getHeader().e_machine);
+  if (!architecture) {
+    error = kForeignProcessor;
+    return false;
+  }
+  draft.image.architecture = *architecture;
+  ElfReader<Elf>(draft, *elf, file).read();
+  return true;
 }
 
 }  // namespace
 
-void readElf(ImageDraft& draft, const LIEF::ELF::Binary& elf, const MappedBytes& bytes) {
-  addElfSegments(draft, elf);
-  addElfSections(draft, elf);
-  addElfSymbols(draft, elf);
-  addElfRelocations(draft, elf, bytes);
-  addElfDynamicEntries(draft, elf);
-  draft.image.positionIndependent = elf.header().file_type() == LIEF::ELF::E_TYPE::ET_DYN;
-  draft.image.entryPoint = elf.header().entrypoint();
+bool readElf(ImageDraft& draft, std::span<const std::uint8_t> file, std::string& error) {
+  if (file.size() > ELF::EI_DATA && file[ELF::EI_DATA] == ELF::ELFDATA2LSB) {
+    if (file[ELF::EI_CLASS] == ELF::ELFCLASS64) return readElfOf<llvm::object::ELF64LE>(draft, file, error);
+    if (file[ELF::EI_CLASS] == ELF::ELFCLASS32) return readElfOf<llvm::object::ELF32LE>(draft, file, error);
+  }
+  error =
+      file.size() > ELF::EI_DATA && file[ELF::EI_DATA] == ELF::ELFDATA2MSB ? kForeignProcessor : kUnreadable;
+  return false;
 }

@@ -2,7 +2,10 @@
 
 #include "devhost/image/image_draft.h"
 
-#include <LIEF/ELF.hpp>
+#include <cstdint>
+#include <span>
+#include <string>
 
-/// Adds what an ELF file says; `bytes` reads from the draft's own image.
-void readElf(ImageDraft& draft, const LIEF::ELF::Binary& elf, const MappedBytes& bytes);
+/// Adds what an ELF file says to `draft`. False, with the reason in `error`, when it cannot be read or is for
+/// another processor.
+bool readElf(ImageDraft& draft, std::span<const std::uint8_t> file, std::string& error);

@@ -17,16 +17,16 @@ std::uint64_t addSaturated(std::uint64_t start, std::uint64_t size) {
   return size > kNoAddress - start ? kNoAddress : start + size;
 }
 
-std::string cleanName(std::string name) {
-  name.resize(std::min(name.size(), kMaxNameBytes));
-  name.resize(std::min(name.size(), name.find('\0')));
+std::string ImageDraft::name(std::string_view bytes) {
+  bytes = bytes.substr(0, std::min<std::uint64_t>(kMaxNameBytes, nameBytesLeft_));
+  std::string result(bytes.substr(0, bytes.find('\0')));
+  nameBytesLeft_ -= result.size();
   std::ranges::replace_if(
-      name, [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; }, '?');
-  return name;
+      result, [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; }, '?');
+  return result;
 }
 
 void ImageDraft::addSegment(Segment segment) {
-  segment.name = cleanName(segment.name);
   segment.fileOffset = std::min(segment.fileOffset, fileSize);
   segment.fileSize = std::min({segment.fileSize, fileSize - segment.fileOffset, segment.end - segment.start});
   if (segment.start < segment.end) image.segments.push_back(std::move(segment));
@@ -49,12 +49,21 @@ void ImageDraft::addRange(std::vector<FileRange>& ranges, std::uint64_t start, s
   if (start < last) ranges.push_back({start, last, segment->fileOffset + (start - segment->start)});
 }
 
-void ImageDraft::addSymbol(const std::string& name, std::uint64_t address, std::uint64_t size,
-                           bool function) {
+void ImageDraft::addSymbol(std::string_view name, std::uint64_t address, std::uint64_t size, bool function) {
   const bool thumb = function && image.architecture == Architecture::kArm && (address & 1) != 0;
   const std::uint64_t start = thumb ? address - 1 : address;
   if (image.segmentAt(start) == nullptr) return;
-  image.symbols.push_back({cleanName(name), start, size, function, thumb});
+  image.symbols.push_back({this->name(name), start, size, function, thumb});
+}
+
+void ImageDraft::addImportSlot(std::uint64_t cell, std::string_view name) {
+  std::string clean = this->name(name);
+  if (!clean.empty()) image.importSlots.push_back({cell, std::move(clean)});
+}
+
+void ImageDraft::addPointer(std::uint64_t cell, std::uint64_t to) {
+  if (image.segmentAt(cell) != nullptr && image.segmentAt(to) != nullptr)
+    image.pointers.push_back({cell, to});
 }
 
 void settleRanges(std::vector<FileRange>& ranges) {
@@ -86,8 +95,16 @@ void ImageDraft::settle() {
   for (Segment& segment : image.segments) std::ranges::stable_sort(segment.sections, {}, &Section::start);
   std::ranges::stable_sort(image.symbols, {}, &Symbol::address);
   std::ranges::stable_sort(image.importSlots, {}, &ImportSlot::address);
+  // Before it is filled in, an import's cell points back into the stubs.
+  std::erase_if(image.pointers,
+                [&](const Pointer& pointer) { return image.importSlotAt(pointer.cell) != nullptr; });
+  std::ranges::stable_sort(image.pointers, {}, &Pointer::cell);
   std::ranges::stable_sort(image.codeMarks, {}, &CodeMark::address);
-  std::ranges::sort(image.codePointers);
+  const auto sameSlot = [](const ImportSlot& left, const ImportSlot& right) {
+    return left.address == right.address && left.name == right.name;
+  };
+  image.importSlots.erase(std::unique(image.importSlots.begin(), image.importSlots.end(), sameSlot),
+                          image.importSlots.end());
   if (image.architecture == Architecture::kArm && image.entryPoint != kNoAddress) {
     image.entryIsThumb = (image.entryPoint & 1) != 0;
     image.entryPoint &= ~std::uint64_t{1};

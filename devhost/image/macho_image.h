@@ -2,7 +2,10 @@
 
 #include "devhost/image/image_draft.h"
 
-#include <LIEF/MachO.hpp>
+#include <cstdint>
+#include <span>
+#include <string>
 
-/// Adds what a Mach-O file says.
-void readMachO(ImageDraft& draft, const LIEF::MachO::Binary& macho);
+/// Adds what a Mach-O file says to `draft`. Of a file for several processors the last one is read. False,
+/// with the reason in `error`, when it cannot be read or is for another processor.
+bool readMachO(ImageDraft& draft, std::span<const std::uint8_t> file, std::string& error);
