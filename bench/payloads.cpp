@@ -68,13 +68,13 @@ std::string assemblyListing(int lines) {
   return text + "\"]";
 }
 
-std::string escapedStrings(int strings) {
-  return list('[', strings, ']', [](int i) {
-    return formatted(R"("C:\\dir\\%d\tsaid \"caf\u00e9\"\n\ud83d\ude00 )"
-                     "gr\xc3\xb6\xc3\x9f"
-                     "er \xe2\x82\xac \xe6\x97\xa5\xe6\x9c\xac %d\"",
-                     i, i);
-  });
+std::string jsonWithinAString(int procedures) {
+  std::string text = "[\"";
+  for (const char c : procedureDescriptions(procedures)) {
+    if (c == '"') text += '\\';
+    text += c;
+  }
+  return text + "\"]";
 }
 
 std::string numbers(int count) {
@@ -91,7 +91,7 @@ std::vector<Payload> jsonPayloads() {
       {"names_object", "100,000 members, address to name", procedureNames(100000)},
       {"info_array", "20,000 procedure descriptions", procedureDescriptions(20000)},
       {"long_string", "an assembly listing in one string", assemblyListing(5300)},
-      {"escapes", "strings of escapes and non-ASCII text", escapedStrings(16000)},
+      {"json_in_string", "procedure descriptions as JSON within a string", jsonWithinAString(5000)},
       {"numbers", "64-bit addresses and doubles", numbers(94000)},
   };
 }

@@ -21,7 +21,7 @@ std::string procedureNames(int members);
 std::string procedureDescriptions(int procedures);
 /// An assembly listing of `lines` as the one string of an array; about 45 bytes a line.
 std::string assemblyListing(int lines);
-/// An array of strings full of escapes and characters beyond ASCII; about 75 bytes each.
-std::string escapedStrings(int strings);
+/// An array of one string: the JSON text of so many procedure descriptions; about 460 bytes each.
+std::string jsonWithinAString(int procedures);
 /// An array of 64-bit addresses and doubles by turns; about 19 bytes each.
 std::string numbers(int count);
