@@ -30,7 +30,8 @@ Client clientFor(ClientFormat format, const std::string& servers) {
           .servers = {servers},
           .entry = {{"command", "$PROGRAM"}, {"args", "$ARGUMENTS"}},
           .environment = "env",
-          .signs = {}};
+          .signs = {},
+          .needs = {}};
 }
 
 class RandomEdits {
