@@ -119,6 +119,12 @@ TEST_F(HostValue, ThatIsAnArrayOrObjectArrivesAsItsJsonText) {
   }
 }
 
+TEST_F(HostValue, ThatIsNestedMoreThan201TimesIsNull) {
+  const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  EXPECT_EQ(replyFor(1, successWith(nested(201))), textReply(1, nested(201)));
+  EXPECT_EQ(replyFor(2, successWith(nested(202))), textReply(2, "null"));
+}
+
 TEST_F(HostValue, ThatIsRepeatedInTheEnvelopeIsTheLast) {
   EXPECT_EQ(replyFor(1, R"({"success":true,"result":"a","result":"b"})"), textReply(1, "b"));
   EXPECT_EQ(replyFor(1, R"({"success":true,"success":false,"error":"a","error":"b"})"),

@@ -153,14 +153,14 @@ TEST_F(IPCClientTest, ReadsNothingForLengthsOfZeroOrLess) {
 }
 
 TEST_F(IPCClientTest, ReadsALargeReplyThatComesInPieces) {
-  const std::string text(3 * 1024 * 1024, 'x');
+  const std::string text(40 * 1024 * 1024, 'x');
   IPCClient client;
   host_.accept();
   meanwhile(
       [&] {
         host_.readLine();
         const std::string reply = ScriptedHost::framed(R"({"success":true,"result":")" + text + "\"}");
-        for (std::size_t at = 0; at < reply.size(); at += 99991) host_.send(reply.substr(at, 99991));
+        for (std::size_t at = 0; at < reply.size(); at += 999983) host_.send(reply.substr(at, 999983));
       },
       [&] { EXPECT_EQ(client.request("s", error_).toStdString(), text); });
 }
