@@ -23,6 +23,7 @@ from listed_faults import read_all, reasons
 from workbench import ROOT, WORK, Workbench
 
 EXTENSIONS = {".cpp", ".h"}
+BATCH = 30  # faults that are drawn, put in order and judged before the next are drawn
 
 
 def check(faults):
@@ -62,20 +63,24 @@ def run_listed(faults, jobs):
 # --- by chance ---
 
 def judge_random(bench, faults, wanted):
-    """Judges faults until `wanted` of them could be built into something else; returns {fault: verdict}."""
+    """Judges faults until `wanted` of them could be built into something else, or until it is interrupted; returns
+    {fault: verdict}."""
     verdicts = {}
     judged = 0
     faults = iter(faults)
-    while judged < wanted:
-        # Neighbours share a file, whose other parts then need not be built again.
-        batch = sorted(itertools.islice(faults, wanted - judged))
-        if not batch:
-            break
-        for fault, verdict in bench.judge(batch):
-            verdicts[fault] = verdict
-            judged += verdict == "SURVIVED" or verdict.startswith("noticed")
-            title = fault.title((ROOT / fault.file).read_bytes())
-            print(f"[{judged}/{wanted}] {verdict}: {title}", flush=True)
+    try:
+        while judged < wanted:
+            # Neighbours share a file, whose other parts then need not be built again.
+            batch = sorted(itertools.islice(faults, min(wanted - judged, BATCH)))
+            if not batch:
+                break
+            for fault, verdict in bench.judge(batch):
+                verdicts[fault] = verdict
+                judged += verdict == "SURVIVED" or verdict.startswith("noticed")
+                title = fault.title((ROOT / fault.file).read_bytes())
+                print(f"[{judged}/{wanted}] {verdict}: {title}", flush=True)
+    except KeyboardInterrupt:
+        print("interrupted")
     return verdicts
 
 

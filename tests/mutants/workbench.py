@@ -31,6 +31,7 @@ ALSO = {"load.memory_given_back"}
 FASTER_TO_BUILD = ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g0", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF",
                    "-DORVANE_HARDENED=OFF"]
 LONGEST_SHARD_S = 2
+LONG_S = 5  # a program that takes longer waits its turn
 MEMORY_LIMIT = 6 * 1024**3  # of each test program: a fault may make it allocate for ever
 
 
@@ -39,6 +40,7 @@ class TestProgram:
     path: pathlib.Path
     arguments: list
     labels: set
+    tests: int = 0
     seconds: float = 0
 
     def shards(self):
@@ -60,6 +62,7 @@ class Copy:
         self.build = self.root / "build"
         self.programs = []
         self.objects = {}
+        self.original_objects = {}
 
     def _quietly(self, *command):
         return subprocess.run(command, cwd=self.root, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
@@ -96,6 +99,8 @@ class Copy:
             file = os.path.relpath(command["file"], self.root)
             if "output" in command and "_verify_interface" not in command["output"]:
                 self.objects.setdefault(file, self.build / command["output"])
+        self.original_objects = {file: path.read_bytes() for file, path in self.objects.items()
+                                 if file.startswith(self.area) and path.exists()}
 
     def _find_programs(self):
         listing = subprocess.run(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"], check=True,
@@ -109,7 +114,8 @@ class Copy:
             path, *arguments = test["command"]
             arguments = [word for word in arguments if not word.startswith("--gtest")]
             if also or pathlib.Path(path).is_relative_to(self.build):
-                found[path, *arguments] = TestProgram(pathlib.Path(path), arguments, labels)
+                program = found.setdefault((path, *arguments), TestProgram(pathlib.Path(path), arguments, labels))
+                program.tests += 1
         self.programs = list(found.values())
 
     # --- using it ---
@@ -151,9 +157,12 @@ class Copy:
         return "OrvaneMCPServer"
 
     def _in_order(self, file):
-        """The programs that can see a fault in `file`: first the tests of its own folder, then the cheap ones."""
+        """The programs that can see a fault in `file`: first its own folder's, with the most tests first, then the cheap
+        ones."""
         folder = f"/tests/{pathlib.PurePath(file).parent.name}/"
-        return sorted(self.programs, key=lambda program: (folder not in str(program.path), program.seconds))
+        own = [program for program in self.programs if folder in str(program.path) and program.seconds < LONG_S]
+        others = [program for program in self.programs if program not in own]
+        return sorted(own, key=lambda program: -program.tests) + sorted(others, key=lambda program: program.seconds)
 
     def verdict(self, fault):
         """"noticed by ...", "SURVIVED", "does not build" or "compiles to the same"."""
@@ -161,14 +170,11 @@ class Copy:
         original = source.read_bytes()
         built = self.objects.get(fault.file)
         try:
-            if built is not None:
-                self.builds(os.path.relpath(built, self.build))
-            before = built.read_bytes() if built is not None else None
             source.write_bytes(fault.mutated(original))
-            if built is not None:
+            if built is not None and built.exists():
                 if not self.builds(os.path.relpath(built, self.build)):
                     return "does not build"
-                if built.read_bytes() == before:
+                if built.read_bytes() == self.original_objects[fault.file]:
                     return "compiles to the same"
             for program in self._in_order(fault.file):
                 modified = program.path.stat().st_mtime_ns
