@@ -1,7 +1,10 @@
 // qt_floor: the least that a Qt program does which performs the exchange with the host as the server must: an
 // application object, a thread that reads the lines, one QLocalSocket with waits that block; the request is a
 // QJsonDocument printed compactly, the reply is parsed, its result printed compactly, held as a QString and
-// encoded to UTF-8 again. It knows no MCP: a line is a request, a line comes back.
+// encoded to UTF-8 again. It knows no MCP: a line is a request, a line comes back. Its allocator is told what
+// the server's is.
+
+#include "server/freed_memory.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -100,6 +103,7 @@ int main(int argc, char** argv) {
     std::fputs("qt_floor: takes no arguments\n", stderr);
     return 2;
   }
+  keepFreedMemory();
   QCoreApplication application(argc, argv);
   QThread thread;
   QObject::connect(&thread, &QThread::started, &thread, answerLines, Qt::DirectConnection);

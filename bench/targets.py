@@ -75,7 +75,7 @@ JSON_PEERS = {"nlohmann": "nlohmann/json", "qt": "QJsonDocument", "rapidjson": "
 
 # The payloads of bench_json, in the order of the page.
 JSON_PAYLOADS = {"small_call": "a small call's line", "names_object": "3 MB of names", "info_array": "8 MB of infos",
-                 "long_string": "220 KB of assembly", "nested_json": "JSON within a string", "numbers": "numbers"}
+                 "long_string": "220 KB of assembly", "json_in_string": "JSON within a string", "numbers": "numbers"}
 
 # {(direction, payload): threshold against nlohmann/json}, the peer that every C++ programmer knows.
 JSON_LIMITS = {("parse", "small_call"): 0.6, ("parse", "names_object"): 0.6, ("parse", "info_array"): 1.1,
