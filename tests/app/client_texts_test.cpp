@@ -180,6 +180,17 @@ TEST_F(ClientMap, IsEmptyForWhatIsNoObject) {
   }
 }
 
+TEST_F(ClientMap, HasAllOfAThousandMembers) {
+  std::string sent;
+  std::string received;
+  for (int number = 1000; number < 2000; ++number) {
+    const std::string digits = std::to_string(number);
+    sent += (sent.empty() ? "{\"k" : ", \"k") + digits + "\": \"v" + digits + '"';
+    received += (received.empty() ? "{\"k" : ",\"k") + digits + "\":\"v" + digits + '"';
+  }
+  EXPECT_EQ(requestFor(sent + "}"), request(received + "}"));
+}
+
 // Keys that differ in the client's line only in what Qt drops become one; the later one in the order of their
 // bytes wins.
 TEST_F(ClientMap, HasOneMemberForKeysThatBecomeTheSame) {

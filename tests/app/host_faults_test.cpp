@@ -179,8 +179,10 @@ const HostFault kFaults[] = {
 
 class HostFaults : public ServerWithHost, public testing::WithParamInterface<HostFault> {};
 
-TEST_P(HostFaults, GiveTheExactReplyAndLeaveTheServerAlive) {
+TEST_P(HostFaults, GiveTheExactReplyAtOnceAndLeaveTheServerAlive) {
+  const Elapsed elapsed;
   expectOutcome(GetParam(), host_, server_);
+  EXPECT_LT(elapsed.time(), kAtOnce);
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, HostFaults, testing::ValuesIn(kFaults),
@@ -263,6 +265,15 @@ TEST(AbsentHost, GivesEmptyTextsAndOneThatStartsLaterIsNeverConnectedTo) {
   EXPECT_EQ(server.diagnostics(), kNoHost + std::string(kNoHost) + kNoHost);
 }
 
+TEST(AbsentHost, ThatStartsBeforeTheFirstCallIsNotConnectedToEither) {
+  const TemporaryFolder folder;
+  ServerProcess server({.socketFolder = folder.path()});
+  EXPECT_EQ(server.ask(pingLine(1)), unknownMethodReply(1, "ping"));
+  ScriptedHost host(folder.socketPath());
+  EXPECT_EQ(server.ask(callLine(2, "comment")), textReply(2, ""));
+  EXPECT_EQ(host.refuseWaiting(), 0);
+}
+
 TEST(AbsentHost, WhoseSocketWasLeftBehindGivesEmptyTexts) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
@@ -271,6 +282,19 @@ TEST(AbsentHost, WhoseSocketWasLeftBehindGivesEmptyTexts) {
   EXPECT_EQ(server.ask(callLine(1, "comment")), textReply(1, ""));
   EXPECT_EQ(server.ask(callLine(2, "comment")), textReply(2, ""));
   EXPECT_EQ(server.diagnostics(), kNoHost + std::string(kNoHost));
+}
+
+TEST(LateHost, MayAcceptAfterTheRequestWasSent) {
+  const TemporaryFolder folder;
+  ScriptedHost host(folder.socketPath());
+  ServerProcess server({.socketFolder = folder.path()});
+  server.writeLine(callLine(1, "comment"));
+  server.waitUntilIdle();
+  host.accept();
+  EXPECT_EQ(host.readLine(), R"({"args":[""],"request":"commentAtAddress:withReply:"})");
+  host.reply(success("good"));
+  EXPECT_EQ(server.readLine(), textReply(1, "good"));
+  EXPECT_EQ(server.diagnostics(), "");
 }
 
 class HostThatHasClosed : public ServerWithHost {};

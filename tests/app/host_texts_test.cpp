@@ -39,6 +39,7 @@ class HostText : public ServerWithHost {
       {"a literal", "null", "null"},
       {"a blank before a brace", R"( {\"b\":1,\"a\":2})", R"( {\"b\":1,\"a\":2})"},
       {"a closing brace", "}", "}"},
+      {"70,000 characters", std::string(70000, 'x'), std::string(70000, 'x')},
   };
 };
 
