@@ -38,12 +38,12 @@ struct HostFault {
   const char* label;
   /// What the host does between accepting the connection and the call; may do nothing.
   std::function<void(Host&)> beforeCall = {};
-  /// What it does after it has read the request; does it nothing, it has read none.
+  /// What it does after it has read the request. Without it the host does not even read.
   std::function<void(Host&)> afterRequest = {};
-  const char* text = "";  ///< of the call's reply
-  const char* nextText =
-      "next";  ///< of the next call's reply, to which the host answers "next" if it still can
-  const char* diagnostics = "";  ///< all of standard error, after both calls
+  /// Of the call's reply.
+  const char* text = "";
+  /// Of the next call's reply, to which the host answers "next" if it still can.
+  const char* nextText = "next";
 };
 
 std::ostream& operator<<(std::ostream& out, const HostFault& fault) {
@@ -51,7 +51,7 @@ std::ostream& operator<<(std::ostream& out, const HostFault& fault) {
 }
 
 /// Makes the call and the next one, and compares both replies to the byte; then looks whether the server
-/// still answers, and has left the host's socket alone.
+/// still answers, has printed nothing, and has left the host's socket alone.
 void expectOutcome(const HostFault& fault, ScriptedHost& host, ServerProcess& server) {
   if (fault.beforeCall) fault.beforeCall(host);
 
@@ -180,6 +180,7 @@ const HostFault kFaults[] = {
 class HostFaults : public ServerWithHost, public testing::WithParamInterface<HostFault> {};
 
 TEST_P(HostFaults, GiveTheExactReplyAtOnceAndLeaveTheServerAlive) {
+  EXPECT_EQ(server_.ask(pingLine(0)), unknownMethodReply(0, "ping"));  // it has started
   const Elapsed elapsed;
   expectOutcome(GetParam(), host_, server_);
   EXPECT_LT(elapsed.time(), kAtOnce);
@@ -253,6 +254,7 @@ TEST_F(HostReply, IsAwaitedBeforeAnyMessageBehindTheCallIsAnswered) {
 TEST(AbsentHost, GivesEmptyTextsAndOneThatStartsLaterIsNeverConnectedTo) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});
+  EXPECT_EQ(server.ask(pingLine(0)), unknownMethodReply(0, "ping"));  // it has started
   const Elapsed elapsed;
   EXPECT_EQ(server.ask(callLine(1, "comment")), textReply(1, ""));
   EXPECT_LT(elapsed.time(), kAtOnce);
