@@ -177,7 +177,8 @@ TEST_F(ProcessWithHost, WorksOnOneThreadBesideTheMainOneWhichSleeps) {
   EXPECT_TRUE(worked);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need all addresses for themselves
+// The sanitizers and valgrind need all addresses for themselves.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(ORVANE_SERVER_UNDER_VALGRIND)
 TEST(Process, EndsWhenAnAllocationFails) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});
