@@ -3,13 +3,13 @@
 #include "companion/session/pipe_io.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <string>
 
 namespace {
