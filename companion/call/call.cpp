@@ -22,7 +22,7 @@ int callOnce(ToolCaller& caller, const QStringList& words) {
   const Tool* const tool = findTool(caller.tools(), name);
   if (tool == nullptr)
     return refuse(
-        QStringLiteral("there is no tool \"%1\"; \"orvane-mcp tools\" names them").arg(words.front()));
+        QString::fromStdString(thereIsNoTool(name, caller.tools(), "\"orvane-mcp tools\" names them")));
   std::vector<std::string> arguments;
   for (const QString& word : words.mid(1)) arguments.push_back(word.toStdString());
   std::string error;

@@ -127,13 +127,13 @@ std::string Repl::help(const std::vector<std::string>& names) const {
     print("help TOOL tells more of one; quit ends.\n");
   }
   const std::optional<std::string> unknown = describeTools(names, caller_.tools());
-  return unknown ? "there is no tool \"" + *unknown + "\"" : std::string();
+  return unknown ? thereIsNoTool(*unknown, caller_.tools(), "help names them") : std::string();
 }
 
 /// Makes the call that `words` say. Returns the mistake, or nothing.
 std::string Repl::callTool(std::vector<std::string> words) {
   const Tool* const tool = findTool(caller_.tools(), words.front());
-  if (tool == nullptr) return "there is no tool \"" + words.front() + "\"; help names them";
+  if (tool == nullptr) return thereIsNoTool(words.front(), caller_.tools(), "help names them");
   words.erase(words.begin());
   std::string error;
   const auto arguments = readArguments(*tool, words, error);

@@ -1,6 +1,7 @@
 #include "companion/call/tool_text.h"
 
 #include "companion/call/json_indentation.h"
+#include "companion/common/did_you_mean.h"
 #include "companion/common/printing.h"
 
 #include <unistd.h>
@@ -52,6 +53,13 @@ std::optional<std::string> describeTools(const std::vector<std::string>& names,
     }
   }
   return unknown;
+}
+
+std::string thereIsNoTool(const std::string& name, const std::vector<Tool>& tools, const std::string& hint) {
+  std::vector<std::string> names;
+  names.reserve(tools.size());
+  for (const Tool& tool : tools) names.push_back(tool.name);
+  return thereIsNo("tool", name, names, hint);
 }
 
 void printResult(const std::string& text, const std::function<bool()>& isInterrupted) {

@@ -17,6 +17,9 @@ void printUsages(const std::vector<Tool>& tools);
 std::optional<std::string> describeTools(const std::vector<std::string>& names,
                                          const std::vector<Tool>& tools);
 
+/// Says that there is no tool `name`, which of `tools` was probably meant, and `hint`; see thereIsNo().
+std::string thereIsNoTool(const std::string& name, const std::vector<Tool>& tools, const std::string& hint);
+
 /// Prints the text of a result and a line feed; on a terminal JSON is indented and control bytes are shown,
 /// as visible() has it. `isInterrupted` is asked now and then; when it says so, the rest is left out.
 void printResult(const std::string& text, const std::function<bool()>& isInterrupted = {});

@@ -27,6 +27,6 @@ int runTools(const QStringList& arguments) {
   if (names.empty()) printUsages(caller->tools());
   const std::optional<std::string> unknown = describeTools(names, caller->tools());
   if (!unknown) return kSuccess;
-  return refuse(QStringLiteral("there is no tool \"%1\"; \"orvane-mcp tools\" names them")
-                    .arg(QString::fromStdString(*unknown)));
+  return refuse(
+      QString::fromStdString(thereIsNoTool(*unknown, caller->tools(), "\"orvane-mcp tools\" names them")));
 }

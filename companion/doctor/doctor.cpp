@@ -75,7 +75,7 @@ void checkAll(const QString& givenServer, bool withCall, const Report& report) {
   } else if (withCall) {
     report({.check = "call", .verdict = Verdict::kNote, .text = "not tried, since no server answers"});
   }
-  checkClients(knownClients(), report);
+  checkClients(knownClients(), server, report);
 }
 
 void printForPeople(const Finding& finding) {

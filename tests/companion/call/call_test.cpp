@@ -11,6 +11,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 /// Runs the program while `host` answers one request with `reply`. The request goes to `request`.
@@ -125,6 +126,19 @@ TEST(Tools, RefusesAToolThatThereIsNot) {
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.error,
             "orvane-mcp: there is no tool \"no_such_tool\"; \"orvane-mcp tools\" names them\n");
+}
+
+TEST(Tools, AreSuggestedForANameThatIsAlmostOne) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(runCompanion(folder, {"tools", "list_documnts"}).error,
+            "orvane-mcp: there is no tool \"list_documnts\" (did you mean \"list_documents\"?); "
+            "\"orvane-mcp tools\" names them\n");
+  EXPECT_THAT(runCompanion(folder, {"call", "List_Documents"}).error,
+              HasSubstr("(did you mean \"list_documents\"?); \"orvane-mcp tools\" names them\n"));
+  EXPECT_THAT(
+      runCompanion(folder, {"call", "--repl"}, {}, "list_documnts\nhelp list_documnts\n").error,
+      AllOf(HasSubstr("line 1: there is no tool \"list_documnts\" (did you mean \"list_documents\"?); help"),
+            HasSubstr("line 2: there is no tool \"list_documnts\" (did you mean")));
 }
 
 TEST(Tools, ReportsAServerThatEnds) {
