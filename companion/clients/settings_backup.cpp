@@ -48,7 +48,7 @@ std::vector<int> backupNumbers(const QString& path) {
 
 QString makeBackup(const QString& path, const std::string& text, const FileOwner& owner, std::string& error) {
   const std::vector<int> numbers = backupNumbers(path);
-  const QString name = backupName(path, numbers.empty() ? 1 : numbers.front() + 1);
+  QString name = backupName(path, numbers.empty() ? 1 : numbers.front() + 1);
   QFile copy(name);
   if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly, kPrivate)) {
     error = "cannot make a backup: " + copy.errorString().toStdString();

@@ -40,7 +40,7 @@ bool isQuote(char c) {
 }
 
 /// Behind the string that begins at `at`.
-std::size_t endOfString(std::string_view text, std::size_t at) {
+std::size_t endOfTomlString(std::string_view text, std::size_t at) {
   const char quote = text[at];
   const std::string threeQuotes(3, quote);
   const bool hasLines = text.substr(at, 3) == threeQuotes;
@@ -55,8 +55,8 @@ std::size_t endOfString(std::string_view text, std::size_t at) {
 }
 
 /// Behind the value that begins at `at`.
-std::size_t endOfValue(std::string_view text, std::size_t at) {
-  if (isQuote(byteAt(text, at))) return endOfString(text, at);
+std::size_t endOfTomlValue(std::string_view text, std::size_t at) {
+  if (isQuote(byteAt(text, at))) return endOfTomlString(text, at);
   if (byteAt(text, at) != '[' && byteAt(text, at) != '{') {
     const std::size_t end = skipTo(text, at, ",]}#\r\n");
     return end == at ? at : text.find_last_not_of(kBlanks, end - 1) + 1;
@@ -66,7 +66,7 @@ std::size_t endOfValue(std::string_view text, std::size_t at) {
     const char c = text[at];
     if (c == '[' || c == '{') ++depth;
     if (c == ']' || c == '}') --depth;
-    at = isQuote(c) ? endOfString(text, at) : at + 1;
+    at = isQuote(c) ? endOfTomlString(text, at) : at + 1;
     if (depth == 0) break;
     at = skipLines(text, at);
   }
@@ -89,7 +89,7 @@ KeyPath readKeys(std::string_view text, std::size_t& at) {
     if (!keys.empty()) ++at;  // the dot
     at = skip(text, at, kBlanks);
     const std::size_t end =
-        isQuote(byteAt(text, at)) ? endOfString(text, at) : skipTo(text, at, " \t\r\n.=[]{}#,\"'");
+        isQuote(byteAt(text, at)) ? endOfTomlString(text, at) : skipTo(text, at, " \t\r\n.=[]{}#,\"'");
     keys.push_back(keyNamed(text.substr(at, end - at)));
     at = skip(text, end, kBlanks);
   } while (byteAt(text, at) == '.');
@@ -112,7 +112,7 @@ TomlStatement readPair(std::string_view text, std::size_t at, const KeyPath& hea
   const KeyPath keys = readKeys(text, at);
   pair.path.insert(pair.path.end(), keys.begin(), keys.end());
   pair.valueBegin = skip(text, std::min(at + 1, text.size()), kBlanks);
-  pair.end = endOfValue(text, pair.valueBegin);
+  pair.end = endOfTomlValue(text, pair.valueBegin);
   return pair;
 }
 
@@ -152,7 +152,7 @@ std::size_t mostKeysJoined(std::string_view text) {
     if (c == '#') {
       at = skipTo(text, at, "\n");
     } else {
-      at = isQuote(c) ? endOfString(text, at) : at + 1;
+      at = isQuote(c) ? endOfTomlString(text, at) : at + 1;
     }
   }
   return most;
