@@ -183,6 +183,33 @@ std::string withNewMember(std::string text, const Object& object, const std::str
   return text;
 }
 
+/// The comments in `value`, each without the line feed that ends it.
+std::vector<std::string> commentsIn(std::string_view value) {
+  std::vector<std::string> comments;
+  for (std::size_t at = 0; at < value.size();) {
+    const std::size_t end = endOfComment(value, at);
+    if (end > at) {
+      const std::string_view comment = value.substr(at, end - at);
+      comments.emplace_back(comment.substr(0, comment.find_last_not_of("\r\n") + 1));
+      at = end;
+    } else {
+      at = value[at] == '"' ? endOfString(value, at) : at + 1;
+    }
+  }
+  return comments;
+}
+
+std::string withReplacedValue(std::string text, const Member& member, const OrderedJson& value) {
+  const std::string indent = indentAt(text, member.begin);
+  std::string comments;
+  for (const std::string& comment :
+       commentsIn(std::string_view(text).substr(member.valueBegin, member.valueEnd - member.valueBegin)))
+    comments.append(comment).append(lineEndOf(text)).append(indent);
+  const std::string spelling = spelled(value, text, indent);
+  text.replace(member.valueBegin, member.valueEnd - member.valueBegin, spelling);
+  return text.insert(member.begin, comments);
+}
+
 }  // namespace
 
 std::string withObjectIfVoid(const std::string& text, JsonDialect dialect) {
@@ -239,11 +266,7 @@ std::string withMember(const std::string& text, const KeyPath& path, const Order
         missing = OrderedJson::object({{path[inner], missing}});
       return withNewMember(text, object, path[level], missing);
     }
-    if (level + 1 == path.size()) {
-      std::string result = text;
-      return result.replace(member->valueBegin, member->valueEnd - member->valueBegin,
-                            spelled(value, text, indentAt(text, member->begin)));
-    }
+    if (level + 1 == path.size()) return withReplacedValue(text, *member, value);
     object = readObject(text, member->valueBegin);
   }
   return text;

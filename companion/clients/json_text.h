@@ -23,8 +23,9 @@ std::optional<OrderedJson> parseJson(const std::string& text, JsonDialect dialec
 /// The value at `path` in `root`, or null when there is none.
 const OrderedJson* memberAt(const OrderedJson& root, const KeyPath& path);
 
-/// `text` with the member at `path` set to `value`: replaced where it stands, or added behind the last one,
-/// together with the objects on the way to it that are missing. Indented like its surroundings.
+/// `text` with the member at `path` set to `value`: replaced where it stands, with the comments in the old
+/// value before it, or added behind the last one, together with the objects on the way to it that are
+/// missing. Indented like its surroundings.
 ///
 /// `text` must parse in some dialect to an object, and what is on the way must be objects.
 std::string withMember(const std::string& text, const KeyPath& path, const OrderedJson& value);

@@ -142,6 +142,16 @@ std::vector<TomlStatement> pairsOfInlineTable(std::string_view text, std::size_t
   return pairs;
 }
 
+std::vector<std::string> tomlCommentsIn(std::string_view text) {
+  std::vector<std::string> comments;
+  for (std::size_t at = skipTo(text, 0, "#\"'"); at < text.size(); at = skipTo(text, at, "#\"'")) {
+    const std::size_t end = isQuote(text[at]) ? endOfTomlString(text, at) : skipTo(text, at, "\r\n");
+    if (!isQuote(text[at])) comments.emplace_back(text.substr(at, end - at));
+    at = end;
+  }
+  return comments;
+}
+
 std::size_t mostKeysJoined(std::string_view text) {
   std::size_t most = 0;
   std::size_t joined = 1;

@@ -6,6 +6,7 @@
 #include "companion/clients/text_edit.h"
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -30,6 +31,9 @@ std::vector<TomlStatement> statementsOf(std::string_view text);
 
 /// The pairs of the inline table that begins at `at`, with paths that begin there.
 std::vector<TomlStatement> pairsOfInlineTable(std::string_view text, std::size_t at);
+
+/// The comments in `text`, which begins and ends outside strings, each from its "#" to the end of its line.
+std::vector<std::string> tomlCommentsIn(std::string_view text);
 
 /// The most keys that any statement of `text`, which need not parse, joins with dots. May count too many, by
 /// what looks like a key in a text that does not parse.

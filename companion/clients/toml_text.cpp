@@ -114,8 +114,11 @@ std::string pairFor(const KeyPath& path, std::size_t depth, const OrderedJson& v
   return joinedKeys(firstKeys(path, depth + 1)) + " = " + spelled(wrapped);
 }
 
+/// Behind the line feed before `at`, or where the text proper begins.
 std::size_t beginOfLine(std::string_view text, std::size_t at) {
-  return at == 0 ? 0 : text.rfind('\n', at - 1) + 1;
+  const std::size_t lineFeed = at == 0 ? std::string_view::npos : text.rfind('\n', at - 1);
+  if (lineFeed != std::string_view::npos) return lineFeed + 1;
+  return text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
 }
 
 std::size_t endOfLine(std::string_view text, std::size_t at) {
@@ -123,17 +126,21 @@ std::size_t endOfLine(std::string_view text, std::size_t at) {
   return end == std::string_view::npos ? text.size() : end + 1;
 }
 
+/// The white space before `statement` on its line.
+std::string indentOf(std::string_view text, const TomlStatement& statement) {
+  const std::size_t lineBegin = beginOfLine(text, statement.begin);
+  const std::size_t end = std::min(text.find_first_not_of(" \t", lineBegin), statement.begin);
+  return std::string(text.substr(lineBegin, end - lineBegin));
+}
+
 /// `text` with `line` below the line of `above`, and indented like it.
 std::string withLineBelow(std::string text, const TomlStatement& above, const std::string& line) {
-  const std::size_t lineBegin = beginOfLine(text, above.begin);
-  const std::size_t indentEnd = std::min(text.find_first_not_of(" \t", lineBegin), above.begin);
-  const std::string indent = text.substr(lineBegin, indentEnd - lineBegin);
   std::size_t at = endOfLine(text, above.end);
   if (text[at - 1] != '\n') {
     text += lineEndOf(text);
     at = text.size();
   }
-  return text.insert(at, (indent + line).append(lineEndOf(text)));
+  return text.insert(at, (indentOf(text, above) + line).append(lineEndOf(text)));
 }
 
 std::string withTableAtEnd(std::string text, const KeyPath& path, const std::vector<std::string>& lines) {
@@ -181,7 +188,24 @@ const TomlStatement* pairOnTheWay(const Statements& statements, const KeyPath& p
   return found == statements.end() ? nullptr : &*found;
 }
 
-/// `text` with the member at `path` set, or taken out when there is no value, in the inline table at `at`.
+/// `after`, in which something was changed within the value that `pair` has in `before`, with the comments
+/// that this has cut on lines of their own above the pair.
+std::string withCutComments(std::string_view before, std::string after, const TomlStatement& pair) {
+  const std::vector<std::string> old =
+      tomlCommentsIn(before.substr(pair.valueBegin, pair.end - pair.valueBegin));
+  const std::size_t end = pair.end + after.size() - before.size();
+  const std::vector<std::string> kept =
+      tomlCommentsIn(std::string_view(after).substr(pair.valueBegin, end - pair.valueBegin));
+  // They are cut in one piece: where the two lists part.
+  const auto firstCut = std::ranges::mismatch(old, kept).in1;
+  const std::string indent = indentOf(before, pair);
+  std::string lines;
+  for (auto cut = firstCut; cut != firstCut + static_cast<std::ptrdiff_t>(old.size() - kept.size()); ++cut)
+    lines.append(indent).append(*cut).append(lineEndOf(before));
+  return after.insert(beginOfLine(before, pair.begin), lines);
+}
+
+/// `text` with the member at `path` set in the inline table at `at`.
 std::string withInlineMember(std::string text, std::size_t at, const KeyPath& path,
                              const OrderedJson& value) {
   const Statements pairs = pairsOfInlineTable(text, at);
@@ -246,9 +270,12 @@ std::optional<OrderedJson> parseToml(const std::string& text, std::string& error
 std::string withTomlMember(const std::string& text, const KeyPath& path, const OrderedJson& value) {
   const Statements statements = statementsOf(text);
   if (const TomlStatement* const pair = pairOnTheWay(statements, path)) {
-    if (pair->path != path)
-      return withInlineMember(text, pair->valueBegin, withoutFirstKeys(path, pair->path.size()), value);
-    return std::string(text).replace(pair->valueBegin, pair->end - pair->valueBegin, spelled(value));
+    const bool isOuter = pair->path != path;
+    return withCutComments(
+        text,
+        isOuter ? withInlineMember(text, pair->valueBegin, withoutFirstKeys(path, pair->path.size()), value)
+                : std::string(text).replace(pair->valueBegin, pair->end - pair->valueBegin, spelled(value)),
+        *pair);
   }
   if (isBelow(statements, path)) return withTomlMember(withoutTomlMember(text, path), path, value);
   if (value.is_object()) return withNewTable(text, path, value);

@@ -15,9 +15,10 @@
 /// would.
 std::optional<OrderedJson> parseToml(const std::string& text, std::string& error);
 
-/// `text` with the member at `path` set to `value`, which holds no null. A member that is there is replaced
-/// where it is; a new one goes below the header of its table, or to its like; a new table goes to the end
-/// with a header of its own, or into the inline table that it belongs to.
+/// `text` with the member at `path` set to `value`, which holds no null. A value that is there is replaced
+/// where it is, and the comments in it go to lines above it; a new one goes below the header of its table, or
+/// to its like; a new table goes to the end with a header of its own, or into the inline table that it
+/// belongs to.
 ///
 /// `text` must parse, and what is on the way must be tables. The result is not always one that parses: there
 /// are rules about tables that are opened twice. So the caller parses it and compares before anything is

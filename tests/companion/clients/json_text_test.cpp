@@ -42,6 +42,10 @@ const Row kSetRows[] = {
     {"comments", "// top\n{\n  \"a\": 1 // one, {\n  /* end } */\n}\n// below",
      "// top\n{\n  \"a\": 1, // one, {\n  /* end } */\n  \"servers\": {\n    \"ours\": {\n"
      "      \"command\": \"/bin/server\"\n    }\n  }\n}\n// below"},
+    {"comments in the old value",
+     "{\n  \"servers\": {\n    \"ours\": [ // one\r\n      \"//\", /* two */ 1\n    ]\n  }\n}",
+     "{\n  \"servers\": {\n    // one\r\n    /* two */\r\n    \"ours\": {\r\n      \"command\": "
+     "\"/bin/server\"\r\n    }\n  }\n}"},
     {"a comma behind the last member", "{\n  \"a\": \"//\", // x\n}",
      "{\n  \"a\": \"//\", // x\n  \"servers\": {\n    \"ours\": {\n      \"command\": \"/bin/server\"\n    "
      "}\n  }\n}"},
@@ -82,6 +86,10 @@ const RemoveRow kRemovals[] = {
      "{\"servers\": {// c\n \"b\": 2}}"},
     {"the last, with a comma", "{\"servers\": {\n  \"a\": 1,\n  \"ours\": {},\n}}",
      "{\"servers\": {\n  \"a\": 1,\n}}"},
+    {"a comment before the comma", "{\"servers\": {\"ours\": {} /* a */, \"b\": 2}}",
+     "{\"servers\": { /* a */ \"b\": 2}}"},
+    {"a comment before the closing brace's line", "{\"servers\": {\"b\": 2, // c\n\"ours\": {} }}",
+     "{\"servers\": {\"b\": 2 // c\n }}"},
     {"comments stay", "{\"servers\": {\n  \"a\": 1, // a\n  // ours\n  \"ours\": {} // end\n}}",
      "{\"servers\": {\n  \"a\": 1 // a\n  // ours // end\n}}"},
 };

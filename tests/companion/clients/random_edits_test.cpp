@@ -98,7 +98,8 @@ class RandomEdits {
       }
     }
     EXPECT_EQ(valueOf(edit.text), expected) << where() << settings_.text << "\n--- became ---\n" << edit.text;
-    expectComments(edit.text, CommentFate::kGoesWithValue);
+    expectComments(edit.text, CommentFate::kGoesAlways);
+    expectByteOrderMark(edit.text);
     const TextEdit again = withEntry(client_, edit.text, entry);
     EXPECT_EQ(again.error, "") << where() << edit.text;
     EXPECT_EQ(again.text, edit.text) << where() << "a second time changes something";
@@ -118,6 +119,12 @@ class RandomEdits {
     }
     EXPECT_EQ(actual, expected) << where() << text << "\n--- became ---\n" << edit.text;
     expectComments(edit.text, CommentFate::kGoesWithEntry);
+    expectByteOrderMark(edit.text);
+  }
+
+  void expectByteOrderMark(const std::string& text) {
+    EXPECT_EQ(text.starts_with(kByteOrderMark), settings_.text.starts_with(kByteOrderMark))
+        << where() << text;
   }
 
   bool isRefused(const TextEdit& edit) {

@@ -91,20 +91,13 @@ class JsonWriter {
     }
     text() += "]";
   }
+  void scalar() { text() += random_.oneOf(kScalars); }
   void value() {
     const std::size_t kind = random_.below(8);
     if (kind == 0) return array();
     if (kind == 1) return object(someMembers());
-    text() += random_.oneOf(kScalars);
+    scalar();
   }
-  /// A value of ours that may be replaced.
-  void replaceable(const std::function<void()>& write) {
-    const CommentFate outer = random_.fate;
-    random_.fate = CommentFate::kGoesWithValue;
-    write();
-    random_.fate = outer;
-  }
-
   Members someMembers() {
     Members members;
     for (const char* name : kNames)
@@ -139,17 +132,17 @@ class JsonWriter {
     object(members);
   }
   void entry() {
-    if (random_.oneIn(10)) return replaceable([this] { text() += random_.oneOf(kScalars); });
+    if (random_.oneIn(10)) return random_.oneIn(2) ? array() : scalar();
     Members members = someMembers();
-    if (random_.oneIn(2)) put(members, "\"command\"", [this] { replaceable([this] { value(); }); });
-    if (random_.oneIn(2)) put(members, "\"args\"", [this] { replaceable([this] { array(); }); });
+    if (random_.oneIn(2)) put(members, "\"command\"", [this] { value(); });
+    if (random_.oneIn(2)) put(members, "\"args\"", [this] { array(); });
     if (random_.oneIn(2)) put(members, "\"env\"", [this] { environment(); });
     object(members);
   }
   void environment() {
-    if (random_.oneIn(10)) return replaceable([this] { text() += random_.oneOf(kScalars); });
+    if (random_.oneIn(10)) return random_.oneIn(2) ? array() : scalar();
     Members members = someMembers();
-    if (random_.oneIn(3)) put(members, "\"TMPDIR\"", [this] { replaceable([this] { value(); }); });
+    if (random_.oneIn(3)) put(members, "\"TMPDIR\"", [this] { value(); });
     object(members);
   }
 

@@ -12,7 +12,7 @@
 enum class CommentFate {
   kStays,          ///< it is outside our entry, or on a line of its own
   kGoesWithEntry,  ///< it is within our entry, so that it goes when the entry is taken out
-  kGoesWithValue,  ///< it is within a value that may be replaced
+  kGoesAlways,     ///< it is within tables that are no entry, in the place of ours
 };
 
 struct RandomSettings {

@@ -82,8 +82,6 @@ class TomlWriter {
   std::string rest() { return (random_.oneIn(4) ? " " + comment() : random_.oneIn(6) ? " " : "") + lineEnd_; }
 
   std::string array() {
-    const CommentFate fate = random_.fate;
-    if (fate != CommentFate::kStays) random_.fate = CommentFate::kGoesWithValue;
     std::string elements = "[";
     const std::size_t count = random_.below(4);
     for (std::size_t at = 0; at < count; ++at) {
@@ -92,7 +90,6 @@ class TomlWriter {
       if (at + 1 < count || random_.oneIn(3)) elements += random_.oneIn(2) ? ", " : ",";
     }
     if (random_.oneIn(3)) elements += (random_.oneIn(2) ? " " + comment() : "") + lineEnd_;
-    random_.fate = fate;
     return elements + "]";
   }
   std::string inlineTable() {
@@ -208,10 +205,7 @@ class TomlWriter {
     const std::size_t form = random_.below(4);
     if (form == 0) return;
     if (form == 1) return pair(prefix + ourKey(), ourInlineTable());
-    if (form == 2) {
-      random_.fate = CommentFate::kGoesWithValue;
-      return pair(prefix + ourKey(), random_.oneOf(kScalars));
-    }
+    if (form == 2) return pair(prefix + ourKey(), random_.oneIn(2) ? array() : random_.oneOf(kScalars));
     ourMembers(prefix + ourKey() + dot());
   }
   /// Some members of our entry. Returns whether the environment is among them.
@@ -233,7 +227,7 @@ class TomlWriter {
             header("[" + path + "]");
             ourMembers("");
           },
-          CommentFate::kGoesWithValue);
+          CommentFate::kGoesAlways);
     std::vector<std::function<void()>> tables;
     bool hasEnvironment = false;
     const bool hasOwn = !random_.oneIn(4);

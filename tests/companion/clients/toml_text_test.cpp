@@ -48,6 +48,36 @@ TEST(WithTomlMember, ReplacesAValueWhereItStands) {
             "[mcp_servers.orvane] # \u00fc\n\"command\" = '\u00e9' # stays\nargs = [\"b\"]\nx = 1\n");
 }
 
+TEST(WithTomlMember, KeepsTheCommentsOfAReplacedValueOnLinesAboveIt) {
+  EXPECT_EQ(withTomlMember("[a]\n  b = [ # one\n '#', # two\n] # three\n", {"a", "b"}, "x"),
+            "[a]\n  # one\n  # two\n  b = \"x\" # three\n");
+  EXPECT_EQ(withTomlMember("\xEF\xBB\xBF"
+                           "a = {b = [ # one\r\n], c = [ # two\r\n]}\r\n",
+                           {"a", "b"}, "x"),
+            "\xEF\xBB\xBF# one\r\na = {b = \"x\", c = [ # two\r\n]}\r\n");
+}
+
+TEST(WithTomlMember, GoesOnInTheStyleThatItFinds) {
+  struct Row {
+    const char* before;
+    const char* after;  ///< with env.T set to "t"
+  };
+  const Row rows[] = {
+      {"[m.o]", "[m.o]\nenv = {T = \"t\"}\n"},
+      {"[m.o]\nenv.A = 1", "[m.o]\nenv.A = 1\nenv.T = \"t\"\n"},
+      {"[m.o.env]\n", "[m.o.env]\nT = \"t\"\n"},
+      {"[m.o.env.sub]\n", "[m.o.env.sub]\n\n[m.o.env]\nT = \"t\"\n"},
+      {"m.o.env.A = 1\nb = 2\n", "m.o.env.A = 1\nm.o.env.T = \"t\"\nb = 2\n"},
+      {"[m]\n  o.A = 1 # c\n", "[m]\n  o.A = 1 # c\n  o.env = {T = \"t\"}\n"},
+      {"[m]\no = {}\n", "[m]\no = {env = {T = \"t\"}}\n"},
+      {"m = { o = { env.A = 1 } }", "m = { o = { env.A = 1, env.T = \"t\" } }"},
+      {"m = {o = {env = {A = '}'}}}", "m = {o = {env = {A = '}', T = \"t\"}}}"},
+      {"[m.o]\nenv = {T = 'old'}\n", "[m.o]\nenv = {T = \"t\"}\n"},
+      {"['m' . \"o\"]\n", "['m' . \"o\"]\nenv = {T = \"t\"}\n"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(withTomlMember(row.before, {"m", "o", "env", "T"}, "t"), row.after);
+}
+
 TEST(WithTomlMember, AddsAMissingKeyBelowTheHeader) {
   EXPECT_EQ(withTomlMember("[a]\nb = 1\n[c]\nd = 2\n", {"a", "x"}, "y"),
             "[a]\nx = \"y\"\nb = 1\n[c]\nd = 2\n");
@@ -64,6 +94,18 @@ TEST(WithoutTomlMember, TakesTablesBelowAlongAndLeavesTheNextOne) {
                               "# of the next\n[next]\nc = 1\n",
                               kPath),
             "# of the next\n[next]\nc = 1\n");
+}
+
+TEST(WithoutTomlMember, TakesOutAnEntryInAnyStyle) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"[mcp_servers.orvane]\na = 1\n# mine\n\n[x]\n\n[mcp_servers.orvane.env]\nb = 2\n", "# mine\n\n[x]\n"},
+      {"mcp_servers.orvane.a = 1\nb = 2\nmcp_servers.orvane.c = 3", "b = 2\n"},
+      {"mcp_servers = { orvane = {}, b = 1 }\n", "mcp_servers = { b = 1 }\n"},
+      {"mcp_servers = { b = 1, orvane.a = {}, orvane.c = 1 }\n", "mcp_servers = { b = 1 }\n"},
+      {"\xEF\xBB\xBF[mcp_servers.orvane]\n", "\xEF\xBB\xBF"},
+      {"[[mcp_servers.orvane]]\na = 1\n[[mcp_servers.orvane]]\n", ""},
+  };
+  for (const auto& [before, after] : rows) EXPECT_EQ(withoutTomlMember(before, kPath), after);
 }
 
 TEST(WithoutTomlMember, TakesOutAnEntryOnOneLine) {
