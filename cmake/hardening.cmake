@@ -1,6 +1,11 @@
-# ORVANE_HARDENED: the defences that compiler and linker build in. On in the builds that optimise, which
+# ORVANE_HARDENED: the defences that compiler and linker build in. On in a build of our own that optimises, which
 # _FORTIFY_SOURCE needs; the sanitizers bring their own.
-option(ORVANE_HARDENED "Build with the compiler's and the linker's defences" OFF)
+set(hardened ${PROJECT_IS_TOP_LEVEL})
+if(ORVANE_SANITIZERS OR ORVANE_COVERAGE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+  set(hardened OFF)
+endif()
+option(ORVANE_HARDENED "Build with the compiler's and the linker's defences" ${hardened})
+unset(hardened)
 
 if(ORVANE_HARDENED)
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection)

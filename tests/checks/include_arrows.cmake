@@ -1,4 +1,4 @@
-# cmake -DROOT=<top of the repository> -P check_layers.cmake
+# cmake -DROOT=<top of the repository> -P include_arrows.cmake
 #
 # Includes between rooms run along the arrows only. A room is a folder with sources of its own; its row names the
 # rooms it may include beside itself. Fails with one line for each include that runs another way, and for each folder

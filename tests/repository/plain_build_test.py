@@ -1,0 +1,55 @@
+#!/usr/bin/env python3
+"""plain_build_test.py SOURCE FOLDER
+
+Configures as someone does who names no preset. What is there is built, the rest is left out with a word about the
+package that would bring it; but what is asked for by name and cannot be had is an error.
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+
+SOURCE, FOLDER = sys.argv[1], pathlib.Path(sys.argv[2])
+# As on a machine without them.
+WITHOUT = ["-DCMAKE_DISABLE_FIND_PACKAGE_Capstone=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_Editline=ON",
+           "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON"]
+
+# What is asked for, how; the exit status, what the output says, and what the cache holds then.
+ROWS = [
+    ("nothing by name", [], 0,
+     ["Built (Release, hardened: ON): the server",
+      "Not built: the companion orvane-mcp. It needs Debian's libedit-dev",
+      "Not built: the development host, which stands in for Orvane. It needs Debian's libcapstone-dev",
+      "Not built: the tests. It needs Debian's libgtest-dev"],
+     ["CMAKE_BUILD_TYPE:STRING=Release\n", "ORVANE_HARDENED:BOOL=ON\n"]),
+    ("another build type", ["-DCMAKE_BUILD_TYPE=Debug"], 0, ["Built (Debug, hardened: OFF): the server"], []),
+    ("the companion", ["-DORVANE_BUILD_COMPANION=ON"], 1,
+     ["ORVANE_BUILD_COMPANION is ON, but what the companion orvane-mcp needs is not installed. "
+      "Debian's packages: libedit-dev"], []),
+    ("the tests", ["-DORVANE_BUILD_TESTS=ON"], 1, ["Debian's packages: libgtest-dev"], []),
+]
+
+
+def faults_of(name, options, status, words, cached):
+    shutil.rmtree(FOLDER, ignore_errors=True)
+    done = subprocess.run(["cmake", "-S", SOURCE, "-B", FOLDER, *WITHOUT, *options],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    output = " ".join(done.stdout.split())
+    if done.returncode != status:
+        yield f"ends with {done.returncode}: {done.stdout}"
+    yield from (f"does not say {text!r}: {done.stdout}" for text in words if text not in output)
+    cache = (FOLDER / "CMakeCache.txt").read_text()
+    yield from (f"does not set {text!r}" for text in cached if text not in cache)
+
+
+def main():
+    faults = [f"{row[0]}: {fault}" for row in ROWS for fault in faults_of(*row)]
+    for fault in faults:
+        print(fault, file=sys.stderr)
+    shutil.rmtree(FOLDER, ignore_errors=True)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
