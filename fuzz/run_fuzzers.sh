@@ -3,7 +3,7 @@
 #
 #   fuzz/run_fuzzers.sh [SECONDS] [TARGET...]
 #
-# SECONDS is the time for each target, 60 unless given; TARGET is a folder of fuzz/corpus, all unless given.
+# SECONDS is the time for each target, 60 unless given; TARGET is one of those below, all unless given.
 # What is learnt is kept in build/fuzz/corpus, what is found in build/fuzz/findings; the corpus that is checked
 # in is only read. Exit status: 0 without findings, 1 with, 2 for a bad argument or a failed build.
 set -euo pipefail
@@ -50,9 +50,12 @@ last_value() {
 run_target() {
   local target=$1 log=$build/log/$1.txt
   local learnt=$build/corpus/$1 findings=$build/findings/$1
+  local corpus=fuzz/corpus/$1
+  # The three targets that read JSON share theirs.
+  [[ $target != json_* ]] || corpus=fuzz/corpus/json
   mkdir -p "$build/log" "$learnt" "$findings"
   "$build/fuzz/fuzz_$target" -max_total_time="$seconds" "${limits[@]}" -dict=fuzz/json.dict \
-    -artifact_prefix="$findings/" -print_final_stats=1 "$learnt" "fuzz/corpus/$target" > "$log" 2>&1
+    -artifact_prefix="$findings/" -print_final_stats=1 "$learnt" "$corpus" > "$log" 2>&1
 }
 
 row() {
