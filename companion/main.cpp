@@ -37,7 +37,7 @@ constexpr Subcommand kSubcommands[] = {
 };
 
 void printHelp() {
-  std::printf("Usage: orvane-mcp COMMAND [options]\n\nWhat goes with OrvaneMCPServer. Commands:\n");
+  std::printf("Usage: orvane-mcp COMMAND [options]\n\nChecks, configures, starts and tries OrvaneMCPServer. Commands:\n");
   for (const Subcommand& subcommand : kSubcommands)
     std::printf("  %-8s %s\n", subcommand.name, subcommand.summary);
   std::printf(

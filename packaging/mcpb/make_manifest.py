@@ -48,7 +48,7 @@ def manifest_for(folder, version):
         "description": "Lets an assistant work inside the running disassembler Orvane.",
         "long_description": "Lists and searches procedures, strings and names, reads assembly and pseudo-code, "
                             "follows callers, callees and references, and sets names, comments and bookmarks in "
-                            "what is open in Orvane. Start Orvane first, then enable the extension.",
+                            "what is open in Orvane. Orvane may be started before or after the client.",
         "author": {"name": "OrvaneMCPServer maintainers"},
         "server": {
             "type": "binary",

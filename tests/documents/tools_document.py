@@ -15,13 +15,16 @@ HEAD = """# The tools
 
 <!-- Made by tests/documents/tools_document.py from what the server answers. Do not edit: ./run documents -->
 
-The {count} tools in the order in which `tools/list` gives them. An assistant pays for the list once in each
-session ({list_bytes:,} bytes as one line) and for every answer, whose size stands beside it. All arguments may be
-left out; an argument of another type counts as left out.
+The {count} tools, in the order of `tools/list`. **The descriptions of tools and arguments are quotations**: they are shown
+as the server sends them, misspellings included, because assistants have learnt to read them so.
+
+An assistant receives the list once in each session ({list_bytes:,} bytes as one line), and each answer in full; its size is
+given here. Every argument is optional, and one of the wrong type counts as missing. Begin comments and names with a word: a
+text that begins with `{{` or `[` and is not JSON arrives as `null` ([why](security.md#what-a-hostile-file-can-hide)).
 
 The examples are calls of one session, in order, with [`orvane-devhost`](development_host.md) and a small program,
-[`vault.s`](../tests/documents/vault.s). Orvane itself may word its answers differently. JSON answers come as one line
-and are shown here over several.
+[`vault.s`](../tests/documents/vault.s). Orvane itself may word its answers differently. A JSON answer arrives as one line
+and is wrapped here.
 """
 
 

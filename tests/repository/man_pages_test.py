@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""man_pages_test.py BUILD: each man page formats without a warning, and names every option and command of --help."""
+"""man_pages_test.py BUILD: each man page formats without a warning, names every option and command of --help, and
+refers only to pages that are installed with it."""
 
 import re
 import subprocess
@@ -18,6 +19,10 @@ HELP = {
                    ["companion/orvane-mcp", "tools", "--help"],
                    ["companion/orvane-mcp", "call", "--help"]],
 }
+
+
+# The pages that are installed together, as components.
+INSTALLED_TOGETHER = [{"OrvaneMCPServer", "orvane-mcp"}, {"orvane-devhost"}]
 
 
 def formatted(page):
@@ -39,6 +44,10 @@ def faults_of(page):
     text, warnings = formatted(page)
     if warnings:
         yield warnings.strip()
+    (companions,) = (group for group in INSTALLED_TOGETHER if page.stem in group)
+    for name in re.findall(r"([\w-]+) ?\(1\)", text):
+        if name.lower() not in {companion.lower() for companion in companions}:  # heads are in capitals
+            yield f"refers to {name}(1), which another package holds"
     for command in HELP[page.stem]:
         for word in sorted(help_words(command)):
             if not re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", text):
