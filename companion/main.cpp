@@ -48,6 +48,7 @@ void printHelp() {
 
 QString unknownCommand(const QString& name) {
   std::vector<std::string> known;
+  known.reserve(std::size(kSubcommands));
   for (const Subcommand& each : kSubcommands) known.emplace_back(each.name);
   return QString::fromStdString(thereIsNo("command", name.toStdString(), known, "see --help"));
 }

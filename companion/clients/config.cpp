@@ -146,6 +146,7 @@ int configure(Client client, const QCommandLineParser& parser, const Options& op
 
 QString unknownClient(const QString& id, const std::vector<Client>& clients) {
   std::vector<std::string> known;
+  known.reserve(clients.size());
   for (const Client& client : clients) known.push_back(client.id);
   return QString::fromStdString(
       thereIsNo("client", id.toStdString(), known, "\"orvane-mcp config --list\" names them"));
