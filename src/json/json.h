@@ -62,6 +62,7 @@ class Json final {
   Json(const std::string& value);  ///< any bytes; UTF-8 by convention, never checked
   Json(std::string&& value);
   Json(const char* value);  ///< throws std::logic_error for a null pointer
+  Json(char* value) : Json(static_cast<const char*>(value)) {}
   Json(const array& values);
   Json(array&& values);
   Json(const object& values);
@@ -98,7 +99,7 @@ class Json final {
   /// Parses exactly one value from `text`.
   ///
   /// On success `error` is left as it was. On failure it receives the first error's message, without a
-  /// position, and the result is null. Arrays and objects nest up to 200 deep below the outermost.
+  /// position, and the result is null. Values nest up to 200 deep below the outermost.
   /// Integers of up to nine characters are kept as int, non-negative ones above 4294967295 as unsigned 64-bit
   /// (at most 2^64 - 1), all else as double. The text decides, and there an exponent behind a non-negative
   /// integer counts like digits: a text of more than ten characters, or of ten and above "4294967295" byte by

@@ -94,6 +94,11 @@ TEST(Construct, FromACStringIsAStringAndNotABool) {
   EXPECT_EQ(Json(text).type(), Json::Type::String);
   EXPECT_EQ(Json(text).stringValue(), "text");
   EXPECT_EQ(Json("").type(), Json::Type::String);
+
+  char buffer[] = "buffer";
+  char* const writable = buffer;
+  EXPECT_EQ(Json(buffer).stringValue(), "buffer");
+  EXPECT_EQ(Json(writable).stringValue(), "buffer");
 }
 
 TEST(Construct, FromOtherPointersIsNotPossible) {
@@ -104,7 +109,7 @@ TEST(Construct, FromOtherPointersIsNotPossible) {
   static_assert(!std::is_constructible_v<Json, const void*>);
   static_assert(!std::is_constructible_v<Json, int*>);
   static_assert(!std::is_constructible_v<Json, const int*>);
-  static_assert(!std::is_constructible_v<Json, char*>);
+  static_assert(!std::is_constructible_v<Json, volatile char*>);
   static_assert(!std::is_constructible_v<Json, const unsigned char*>);
   static_assert(!std::is_constructible_v<Json, decltype(u8"x")>);
   static_assert(!std::is_constructible_v<Json, decltype(L"x")>);
