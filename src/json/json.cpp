@@ -199,7 +199,7 @@ std::weak_ordering Json::compare(const Json& other) const {
   if (type() == Type::Object) {
     return inOrder(objectItems(), other.objectItems(), [](const auto& a, const auto& b) {
       const std::weak_ordering keys = a.first <=> b.first;
-      return keys != 0 ? keys : a.second.compare(b.second);
+      return std::is_neq(keys) ? keys : a.second.compare(b.second);
     });
   }
   if (payload_->less(other.payload_.get())) return std::weak_ordering::less;

@@ -122,10 +122,10 @@ class Json final {
   friend bool operator!=(const Json& a, const Json& b) { return !a.equals(b); }
   /// Values of different kinds are ordered by kind, others by value. NaN is neither below nor above any
   /// number. Takes time in proportion to the size of the smaller value.
-  friend bool operator<(const Json& a, const Json& b) { return a.compare(b) < 0; }
-  friend bool operator>(const Json& a, const Json& b) { return b.compare(a) < 0; }
-  friend bool operator<=(const Json& a, const Json& b) { return b.compare(a) >= 0; }
-  friend bool operator>=(const Json& a, const Json& b) { return a.compare(b) >= 0; }
+  friend bool operator<(const Json& a, const Json& b) { return std::is_lt(a.compare(b)); }
+  friend bool operator>(const Json& a, const Json& b) { return std::is_lt(b.compare(a)); }
+  friend bool operator<=(const Json& a, const Json& b) { return std::is_gteq(b.compare(a)); }
+  friend bool operator>=(const Json& a, const Json& b) { return std::is_gteq(a.compare(b)); }
 
  private:
   bool equals(const Json& other) const;

@@ -1,8 +1,5 @@
 #include "json/number.h"
 
-#include <locale.h>
-#include <stdlib.h>
-
 #include <charconv>
 #include <clocale>
 #include <cstdlib>

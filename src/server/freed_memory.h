@@ -9,7 +9,7 @@
 /// Smallest message, in bytes, after which freed memory is given back. Giving it back and fetching it again
 /// takes a third of the time of an 8 MB reply; replies of this size are rare, and what they leave behind is
 /// hundreds of megabytes.
-inline constexpr std::size_t kLargeMessageBytes = 16 * 1024 * 1024;
+inline constexpr std::size_t kLargeMessageBytes = std::size_t{16} << 20;
 
 /// Tells the C library to keep the memory that the process frees. To be called first thing in main, before
 /// there is a second thread.

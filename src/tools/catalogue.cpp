@@ -271,6 +271,7 @@ constexpr CatalogueEntry kCatalogue[] = {
 };
 
 static_assert(std::size(kCatalogue) == 34);
+
 /// JSON Schema's name of the type.
 const char* schemaName(ArgumentType type) {
   switch (type) {
