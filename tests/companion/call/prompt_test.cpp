@@ -272,6 +272,7 @@ TEST(CallPrompt, DropsTheLineOnCtrlC) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
   Session session(folder);
+  const pid_t server = onlyChildOf(session.process.pid());
   session.terminal.type("no_such_tool");
   session.terminal.waitFor("no_such_tool");
   session.terminal.type(kCtrlC);
@@ -280,6 +281,7 @@ TEST(CallPrompt, DropsTheLineOnCtrlC) {
   host.accept();
   answer(host);
   session.terminal.waitFor(kPrompt);
+  EXPECT_EQ(onlyChildOf(session.process.pid()), server);  // which the terminal's signal has not ended
   session.terminal.type(kCtrlD);
   EXPECT_EQ(session.process.waitForEnd(), 0);
 }
