@@ -285,6 +285,16 @@ class Bundle(PackageTest):
         self.assertOwnLibrariesOnly(self.root, "/opt/bundle/server")
 
 
+class RunPaths(unittest.TestCase):
+    def test_lead_to_named_folders_in_every_package(self):
+        with tempfile.TemporaryDirectory(prefix="orvane-") as folder:
+            for archive in PACKAGES.glob("*.tar.gz"):
+                run("tar", "-xf", archive, "-C", folder)
+            for package in PACKAGES.glob("*.deb"):
+                run("dpkg-deb", "--extract", package, folder)
+            run(SOURCE / "tests/repository/run_paths_test.py", "readelf", folder)
+
+
 class Checksums(unittest.TestCase):
     def test_hold_for_every_package(self):
         lines = (PACKAGES / "SHA256SUMS").read_text().splitlines()
