@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kJsonBlanks = " \t\r\n";
 constexpr std::string_view kTokenEnds = " \t\r\n{}[],:\"";
 constexpr std::string_view kStringAndNumberStarts = "\"-0123456789";
 constexpr std::string_view kWords[] = {"true", "false", "null"};
@@ -122,7 +122,7 @@ bool takeToken(std::string_view& text, Indenter& indenter) {
 std::optional<std::string> indentedJson(std::string_view text) {
   Indenter indenter(text.size() + text.size() / 2);
   while (true) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    text.remove_prefix(std::min(text.find_first_not_of(kJsonBlanks), text.size()));
     if (text.empty()) break;
     if (!takeToken(text, indenter)) return std::nullopt;
   }

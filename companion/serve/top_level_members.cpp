@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\n\r";
+constexpr std::string_view kBlanksBetweenMembers = " \t\n\r";
 
 /// The longest spelling of one ASCII character: a backslash, "u" and four digits.
 constexpr std::size_t kLongestSpelling = 6;
@@ -42,7 +42,7 @@ class Reader {
 
  private:
   void skipBlanks() {
-    const std::size_t begin = rest_.find_first_not_of(kBlanks);
+    const std::size_t begin = rest_.find_first_not_of(kBlanksBetweenMembers);
     rest_.remove_prefix(begin == std::string_view::npos ? rest_.size() : begin);
   }
 

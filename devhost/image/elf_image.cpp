@@ -35,7 +35,7 @@ constexpr RelocationTypes kRelocationTypes[] = {
      ELF::R_AARCH64_IRELATIVE, ELF::R_AARCH64_ABS64},
 };
 
-std::optional<Architecture> architectureOf(std::uint16_t machine) {
+std::optional<Architecture> architectureOfElfMachine(std::uint16_t machine) {
   switch (machine) {
     case ELF::EM_386: return Architecture::kX86;
     case ELF::EM_X86_64: return Architecture::kX8664;
@@ -319,7 +319,7 @@ bool readElfOf(ImageDraft& draft, std::span<const std::uint8_t> file, std::strin
     error = kUnreadable;
     return false;
   }
-  const auto architecture = architectureOf(elf->getHeader().e_machine);
+  const auto architecture = architectureOfElfMachine(elf->getHeader().e_machine);
   if (!architecture) {
     error = kForeignProcessor;
     return false;

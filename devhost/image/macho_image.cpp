@@ -15,7 +15,7 @@ namespace {
 namespace MachO = llvm::MachO;
 using llvm::object::MachOObjectFile;
 
-std::optional<Architecture> architectureOf(const MachOObjectFile& macho) {
+std::optional<Architecture> architectureOfMacho(const MachOObjectFile& macho) {
   if (!macho.isLittleEndian()) return std::nullopt;
   switch (macho.getHeader().cputype) {
     case MachO::CPU_TYPE_I386: return Architecture::kX86;
@@ -237,7 +237,7 @@ bool readPart(ImageDraft& draft, std::span<const std::uint8_t> file,
     error = kUnreadable;
     return false;
   }
-  const auto architecture = architectureOf(**macho);
+  const auto architecture = architectureOfMacho(**macho);
   if (!architecture) {
     error = kForeignProcessor;
     return false;

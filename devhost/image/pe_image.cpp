@@ -12,7 +12,7 @@ namespace {
 namespace COFF = llvm::COFF;
 using llvm::object::COFFObjectFile;
 
-std::optional<Architecture> architectureOf(std::uint16_t machine) {
+std::optional<Architecture> architectureOfCoffMachine(std::uint16_t machine) {
   switch (machine) {
     case COFF::IMAGE_FILE_MACHINE_I386: return Architecture::kX86;
     case COFF::IMAGE_FILE_MACHINE_AMD64: return Architecture::kX8664;
@@ -239,7 +239,7 @@ bool readPe(ImageDraft& draft, std::span<const std::uint8_t> file, std::string& 
     error = kUnreadable;
     return false;
   }
-  const auto architecture = architectureOf((*pe)->getMachine());
+  const auto architecture = architectureOfCoffMachine((*pe)->getMachine());
   if (!architecture) {
     error = kForeignProcessor;
     return false;
