@@ -1,13 +1,12 @@
 // Text to values: a recursive-descent parser over a string in memory.
 
-#include "json/json.h"
+#include "json/parser.h"
+
 #include "json/number.h"
-#include "json/plain_text.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
-#include <string_view>
 #include <utility>
 
 namespace json11 {
@@ -17,9 +16,6 @@ namespace {
 /// Deepest value accepted; the outermost is at depth 0. Bounds the parser's own recursion.
 constexpr int kMaxDepth = 200;
 
-/// No escaped code point is waiting to be encoded.
-constexpr long kNoCodePoint = -1;
-
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -28,23 +24,8 @@ bool isWhiteSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-bool isHighSurrogate(long codePoint) {
-  return codePoint >= 0xD800 && codePoint <= 0xDBFF;
-}
+}  // namespace
 
-bool isLowSurrogate(long codePoint) {
-  return codePoint >= 0xDC00 && codePoint <= 0xDFFF;
-}
-
-/// The value of a hexadecimal digit, or -1.
-constexpr int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-/// How a byte is shown in a message. Bytes above 0x7F are taken as negative and shown by number alone.
 std::string esc(char c) {
   char text[12];
   const auto byte = static_cast<unsigned char>(c);
@@ -56,73 +37,6 @@ std::string esc(char c) {
   }
   return text;
 }
-
-/// Appends a code point as UTF-8. A lone surrogate becomes three bytes like any other code point.
-void appendUtf8(long codePoint, std::string& out) {
-  const auto append = [&out](long bits) { out += static_cast<char>(static_cast<unsigned char>(bits)); };
-  const auto appendContinuation = [append](long bits) { append(0x80 | (bits & 0x3F)); };
-  if (codePoint <= 0x7F) {
-    append(codePoint);
-    return;
-  }
-  if (codePoint <= 0x7FF) {
-    append(0xC0 | (codePoint >> 6));
-  } else if (codePoint <= 0xFFFF) {
-    append(0xE0 | (codePoint >> 12));
-    appendContinuation(codePoint >> 6);
-  } else {
-    append(0xF0 | (codePoint >> 18));
-    appendContinuation(codePoint >> 12);
-    appendContinuation(codePoint >> 6);
-  }
-  appendContinuation(codePoint);
-}
-
-/// One run over one text. Reading past the end sees the string's terminating zero, which no rule accepts.
-class JsonParser final {
- public:
-  JsonParser(const std::string& text, std::string& error, JsonParse strategy)
-      : str_(text), err_(error), strategy_(strategy) {}
-
-  bool failed() const { return failed_; }
-  std::size_t position() const { return i_; }
-  bool atEnd() const { return i_ == str_.size(); }
-
-  Json parseValue(int depth);
-  void consumeGarbage();
-  /// Only garbage may follow a complete text.
-  void expectEnd();
-
- private:
-  Json fail(std::string&& message);
-  char nextToken();
-
-  void consumeWhiteSpace();
-  bool consumeComment();
-  bool consumeBlockComment();
-
-  Json parseLiteral(std::string_view literal, const Json& value);
-  Json parseNumber();
-  bool parseInteger();
-  bool parseDigits(const char* messageIfNone);
-  std::string parseString();
-  bool isUnicodeEscape() const { return str_[i_] == '\\' && str_[i_ + 1] == 'u'; }
-  void parseEscape(std::string& text, long& last);
-  void parseUnicodeEscape(std::string& text, long& last);
-  Json parseObject(int depth);
-  void parseMember(char first, int depth, Json::object& members);
-  Json parseArray(int depth);
-  Json takeElements(std::size_t first);
-
-  const std::string& str_;
-  std::size_t i_ = 0;
-  std::string& err_;
-  bool failed_ = false;
-  const JsonParse strategy_;
-  /// Elements of the arrays that are still open, outermost first: an array is allocated once, when all are
-  /// known.
-  Json::array elements_;
-};
 
 /// Called once: whoever sees a failure returns at once.
 Json JsonParser::fail(std::string&& message) {
@@ -284,71 +198,6 @@ Json JsonParser::takeElements(std::size_t first) {
   return values;
 }
 
-// --- strings ---
-
-/// Reads up to and with the closing quote; the opening one has been read.
-std::string JsonParser::parseString() {
-  std::string text;
-  long last = kNoCodePoint;  // an escaped code point that may be the first half of a pair
-  while (true) {
-    if (last != kNoCodePoint && !isUnicodeEscape()) appendUtf8(std::exchange(last, kNoCodePoint), text);
-    const std::size_t plain = plainLength<'"', '\\'>(std::string_view(str_).substr(i_));
-    text.append(str_, i_, plain);
-    i_ += plain;
-    if (atEnd()) break;
-    const char ch = str_[i_++];
-    if (ch == '"') return text;
-    if (ch != '\\') {
-      fail("unescaped " + esc(ch) + " in string");
-      return text;
-    }
-    if (atEnd()) break;
-    parseEscape(text, last);
-    if (failed_) return text;
-  }
-  fail("unexpected end of input in string");
-  return text;
-}
-
-/// Reads an escape behind its backslash.
-void JsonParser::parseEscape(std::string& text, long& last) {
-  const char ch = str_[i_++];
-  switch (ch) {
-    case 'u': parseUnicodeEscape(text, last); return;
-    case 'b': text += '\b'; return;
-    case 'f': text += '\f'; return;
-    case 'n': text += '\n'; return;
-    case 'r': text += '\r'; return;
-    case 't': text += '\t'; return;
-    case '"':
-    case '\\':
-    case '/': text += ch; return;
-    default: fail("invalid escape character " + esc(ch)); return;
-  }
-}
-
-void JsonParser::parseUnicodeEscape(std::string& text, long& last) {
-  const std::string_view digits = std::string_view(str_).substr(i_, 4);
-  long codePoint = 0;
-  bool good = digits.size() == 4;
-  for (const char digit : digits) {
-    good = good && hexValue(digit) >= 0;
-    codePoint = codePoint * 16 + hexValue(digit);
-  }
-  if (!good) {
-    fail("bad \\u escape: " + std::string(digits));
-    return;
-  }
-  if (isHighSurrogate(last) && isLowSurrogate(codePoint)) {
-    appendUtf8(((last - 0xD800) << 10) + (codePoint - 0xDC00) + 0x10000, text);
-    last = kNoCodePoint;
-  } else {
-    if (last != kNoCodePoint) appendUtf8(last, text);
-    last = codePoint;
-  }
-  i_ += digits.size();
-}
-
 // --- numbers ---
 
 /// Reads the integer part: "0", or digits that do not begin with it.
@@ -402,8 +251,6 @@ Json JsonParser::parseNumber() {
   if (!negative && !fraction && exceedsUInt32(text())) return readUInt64(text());
   return readDouble(text());
 }
-
-}  // namespace
 
 Json Json::parse(const std::string& text, std::string& error, JsonParse strategy) {
   JsonParser parser(text, error, strategy);
