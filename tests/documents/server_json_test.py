@@ -7,6 +7,7 @@ version. The schema refuses what is wrong.
 
 import copy
 import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -15,7 +16,10 @@ import tempfile
 try:
     import jsonschema
 except ImportError:
-    sys.exit("server_json_test.py: Debian's python3-jsonschema is missing")
+    # Debian's package is for the system's Python, which need not be the first on PATH.
+    if sys.executable == "/usr/bin/python3":
+        sys.exit("server_json_test.py: Debian's python3-jsonschema is missing")
+    os.execv("/usr/bin/python3", ["/usr/bin/python3", *sys.argv])
 
 PACKAGING = pathlib.Path(sys.argv[1]) / "packaging"
 SCHEMA = json.loads((PACKAGING / "server.schema.json").read_text())
