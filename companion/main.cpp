@@ -1,4 +1,4 @@
-// orvane-mcp: what OrvaneMCPServer itself must not do. One subcommand, one file of the same name.
+// orvane-mcp, the companion of OrvaneMCPServer. Each subcommand is in a file of the same name.
 
 #include "companion/call/call.h"
 #include "companion/call/tools.h"
@@ -29,21 +29,23 @@ struct Subcommand {
 };
 
 constexpr Subcommand kSubcommands[] = {
-    {"call", "Call a tool, without an assistant.", runCall},
+    {"call", "Call a tool without an assistant.", runCall},
     {"config", "Print the server's entry for a client, or write it into its file.", runConfig},
-    {"doctor", "Check the server, the host's socket and the clients; alter nothing.", runDoctor},
-    {"serve", "Start the server for a client, and end it when the client ends.", runServe},
-    {"tools", "Name the tools and their arguments, or describe some.", runTools},
+    {"doctor", "Check the server, the host's socket and the clients; change nothing.", runDoctor},
+    {"serve", "Run the server for a client, and end it with the client.", runServe},
+    {"tools", "List the tools and their arguments, or describe some.", runTools},
 };
 
 void printHelp() {
-  std::printf("Usage: orvane-mcp COMMAND [options]\n\nChecks, configures, starts and tries OrvaneMCPServer. Commands:\n");
+  std::printf(
+      "Usage: orvane-mcp COMMAND [options]\n\nChecks, configures, starts and tries OrvaneMCPServer. "
+      "Commands:\n");
   for (const Subcommand& subcommand : kSubcommands)
     std::printf("  %-8s %s\n", subcommand.name, subcommand.summary);
   std::printf(
       "\nOptions:\n"
-      "  -h, --help     This text; after a command, what it does and takes.\n"
-      "  -v, --version  The version.\n");
+      "  -h, --help     Show this text; after a command, describe the command.\n"
+      "  -v, --version  Show the version.\n");
 }
 
 QString unknownCommand(const QString& name) {

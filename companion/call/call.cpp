@@ -9,13 +9,12 @@
 namespace {
 
 constexpr char kDescription[] =
-    "Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on\n"
-    "a terminal. Values are taken as the tool's schema has them: case_sensitive=true,\n"
-    "names='{\"0x10\":\"start\"}'. Or all of them as one JSON object. \"orvane-mcp tools\" names the tools.\n"
-    "\n"
-    "Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument. With --repl it is "
-    "1\n"
-    "when a line of a script failed.";
+    R"(Starts the server as a client would, calls TOOL and prints the text of its result; JSON is indented on a
+terminal. The tool's schema decides how a value is read: case_sensitive=true, names='{"0x10":"start"}'. Or
+give all arguments as one JSON object. "orvane-mcp tools" lists the tools.
+
+Exit status: 0, or 1 with the error, or 2 for a wrong command line, tool or argument. With --repl it is 1
+when a line of a script failed.)";
 
 int callOnce(ToolCaller& caller, const QStringList& words) {
   const std::string name = words.front().toStdString();
@@ -46,7 +45,7 @@ int runCall(const QStringList& arguments) {
   const QCommandLineOption repl(
       QStringLiteral("repl"),
       QStringLiteral(
-          "Read calls from standard input, with completion on a terminal; \"help\" names the tools."));
+          "Read calls from standard input, with completion on a terminal; \"help\" lists the tools."));
   parser.addOptions({repl, serverOption()});
   if (const std::optional<int> status =
           parseCommandLine(parser, arguments, QStringLiteral("call TOOL [key=value ...] [options]")))

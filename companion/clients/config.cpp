@@ -16,11 +16,10 @@
 namespace {
 
 constexpr char kDescription[] =
-    "Prints the entry with which CLIENT starts the server, as its configuration file would hold it. With\n"
-    "--write, merges it into that file: everything else in it stays as it is, and a copy of it as it was is\n"
-    "made beside it. The newest three copies are kept. A file that does not parse is left alone. When "
-    "TMPDIR\n"
-    "is set, the entry sets it too, because clients do not pass theirs on.";
+    R"(Prints the entry with which CLIENT starts the server, in the form of its configuration file. With --write,
+merges the entry into that file, leaves everything else in it unchanged, and keeps a copy of the old file
+next to it. The newest three copies are kept. A file that does not parse is left alone. When TMPDIR is set,
+the entry sets it too, because clients do not pass theirs on.)";
 
 /// What tells the server, as every program, in which folder to look for the host's socket.
 constexpr char kTemporaryFolder[] = "TMPDIR";
@@ -59,14 +58,13 @@ int listClients(const std::vector<Client>& clients) {
 struct Options {
   QCommandLineOption list{
       QStringLiteral("list"),
-      QStringLiteral("Name the clients and their files; mark those that are installed and configured.")};
+      QStringLiteral("List the clients and their files; mark those that are installed and configured.")};
   QCommandLineOption write{QStringLiteral("write"),
                            QStringLiteral("Merge the entry into the client's file.")};
   QCommandLineOption remove{QStringLiteral("remove"),
-                            QStringLiteral("Take the entry out of the client's file again.")};
-  QCommandLineOption direct{
-      QStringLiteral("direct"),
-      QStringLiteral("Let the client start the bare server, not \"orvane-mcp serve\".")};
+                            QStringLiteral("Remove the entry from the client's file.")};
+  QCommandLineOption direct{QStringLiteral("direct"),
+                            QStringLiteral("Register the server itself instead of \"orvane-mcp serve\".")};
   QCommandLineOption file{QStringLiteral("file"),
                           QStringLiteral("Use this file instead of the client's usual one."),
                           QStringLiteral("PATH")};

@@ -16,11 +16,12 @@
 namespace {
 
 constexpr char kDescription[] =
-    "Checks that the server is installed and works, that a host listens, and which clients are configured.\n"
-    "One line for each check, as it ends; all of them within 45 seconds. Alters nothing. The checks of the\n"
-    "server and of the socket each open a connection to the host; they send nothing unless --call is given.\n"
-    "\n"
-    "Exit status: 0, or 1 when something is wrong, or 2 for a wrong command line.";
+    R"(Checks that the server is installed and works, that a host listens, and which clients are configured.
+Prints one line for each check as soon as it is done; all of them take 45 seconds at most. Changes nothing.
+The checks of the server and of the socket each open a connection to the host; they send nothing unless
+--call is given.
+
+Exit status: 0, or 1 when something is wrong, or 2 for a wrong command line.)";
 
 using Clock = std::chrono::steady_clock;
 

@@ -8,31 +8,26 @@
 namespace {
 
 constexpr char kDescription[] =
-    "Starts the server and passes both streams through, line by line. Ends the server when its own input "
-    "ends\n"
-    "and every message has been answered, when nobody reads the answers, on SIGTERM, SIGINT or SIGHUP (with\n"
-    "exit status 0), and when it is itself killed.\n"
-    "\n"
-    "A fresh server is put in its place before the next message when Orvane was opened after the server was\n"
-    "started or was restarted, when Orvane has dropped the server's connection, and when a call was given "
-    "up.\n"
-    "A message that is lost because the server ended is answered with an error (code -32000).\n"
-    "\n"
-    "Every byte passes as it is, with two exceptions: \"ping\" is answered at once with an empty result, and "
-    "what\n"
-    "the server replies to a notification, to which no client expects a reply, is kept back.";
+    R"(Starts the server and relays both streams, line by line. Stops the server when its own input has ended and
+every message has been answered, when nobody reads the answers, on SIGTERM, SIGINT or SIGHUP (with exit
+status 0), and when it is killed itself.
+
+Replaces the server before the next message when Orvane has been opened or restarted since the server
+started, when Orvane has dropped the server's connection, and when a call has timed out. A message that is
+lost because the server ended is answered with an error (code -32000).
+
+Every byte passes unchanged, with two exceptions: "ping" is answered at once with an empty result, and the
+server's replies to notifications, which no client expects, are dropped.)";
 
 }  // namespace
 
 int runServe(const QStringList& arguments) {
   QCommandLineParser parser;
   parser.setApplicationDescription(QString::fromLatin1(kDescription));
-  const QCommandLineOption noFollow(
-      QStringLiteral("no-follow"),
-      QStringLiteral("Keep the server that was started first, whatever Orvane does."));
-  const QCommandLineOption exact(
-      QStringLiteral("exact"),
-      QStringLiteral("Pass \"ping\" and the replies to notifications through as well."));
+  const QCommandLineOption noFollow(QStringLiteral("no-follow"),
+                                    QStringLiteral("Never replace the server while it runs."));
+  const QCommandLineOption exact(QStringLiteral("exact"),
+                                 QStringLiteral("Relay \"ping\" and the replies to notifications too."));
   parser.addOptions({exact, serverOption(), noFollow});
   if (const std::optional<int> status =
           parseCommandLine(parser, arguments, QStringLiteral("serve [options]")))

@@ -24,7 +24,7 @@ std::string absolutePath(const QString& path) {
 QCommandLineOption serverOption() {
   return QCommandLineOption(
       QStringLiteral("server"),
-      QStringLiteral("The server to use instead of the OrvaneMCPServer beside this program."),
+      QStringLiteral("The server to use instead of the OrvaneMCPServer next to this program."),
       QStringLiteral("PATH"));
 }
 
