@@ -14,6 +14,7 @@ import re
 import select
 import subprocess
 import sys
+import termios
 import tty
 
 from example_session import DOCS, keep_or_write, make_vault
@@ -42,6 +43,7 @@ class Terminal:
     def __init__(self, companion, folder):
         self.end, other = pty.openpty()
         tty.setraw(other)
+        termios.tcsetwinsize(other, (50, 200))  # so that no line is wrapped
         environment = dict(os.environ, TMPDIR=folder, HOME=folder, TERM="dumb", LC_ALL="C.UTF-8")
         environment.pop("XDG_STATE_HOME", None)
         self.process = subprocess.Popen([companion, "call", "--repl"], stdin=other, stdout=other, env=environment,
