@@ -1,15 +1,19 @@
 #!/usr/bin/env bash
-# Builds what is shipped and writes the packages into build/package: the Debian package, the self-contained archive,
-# the MCP bundle, and SHA256SUMS.
+# Builds what is shipped and writes the packages into build/package: the Debian packages, the self-contained archive,
+# the MCP bundle (but with --without-bundle), and SHA256SUMS.
 set -euo pipefail
 
-if [ $# -ne 0 ]; then
-  echo "make_packages.sh: takes no arguments" >&2
+if [ $# -gt 1 ] || [ "${1:---without-bundle}" != --without-bundle ]; then
+  echo "make_packages.sh: takes nothing or --without-bundle" >&2
   exit 2
 fi
 cd "$(dirname "$(readlink -f "$0")")/.."
 source_folder=$PWD
 package_folder=$PWD/build/package
+# Two builds of one commit give the same bytes: every date is the commit's.
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
+export SOURCE_DATE_EPOCH
+umask 022
 build_folder=$package_folder/build     # CMake's
 tool_folder=$package_folder/mcpb_tool  # npm's
 bundle_folder=$package_folder/bundle   # becomes the MCP bundle
@@ -31,10 +35,11 @@ build() {
   quietly cmake --build "$build_folder"
 }
 
-make_archive_and_debian_package() {
+make_archive_and_debian_packages() {
   local packed=$package_folder/packed
   rm -rf "$packed"
   quietly cpack --config "$build_folder/CPackConfig.cmake" -B "$packed"
+  quietly lintian --allow-root --fail-on error "$packed"/*.deb
   mv "$packed"/*.tar.gz "$packed"/*.deb "$package_folder"
   rm -rf "$packed"
 }
@@ -62,9 +67,13 @@ make_bundle() {
 mkdir -p "$package_folder"
 rm -f "$package_folder"/{*.tar.gz,*.deb,*.mcpb,SHA256SUMS}
 build
-make_archive_and_debian_package
-install_bundle_tool
-make_bundle "$package_folder"/*.tar.gz
+make_archive_and_debian_packages
+if [ $# -eq 0 ]; then
+  install_bundle_tool
+  make_bundle "$package_folder"/*.tar.gz
+fi
 cd "$package_folder"
-sha256sum -- *.deb *.mcpb *.tar.gz >SHA256SUMS
-du -h -- *.deb *.mcpb *.tar.gz SHA256SUMS | sed "s|\t|\t${package_folder#"$source_folder"/}/|"
+shopt -s nullglob
+made=(*.deb *.mcpb *.tar.gz)
+sha256sum -- "${made[@]}" >SHA256SUMS
+du -h -- "${made[@]}" SHA256SUMS | sed "s|\t|\t${package_folder#"$source_folder"/}/|"

@@ -228,35 +228,61 @@ class Archive(PackageTest):
                 self.assertIn("MIT", (licences / f"{package}.copyright").read_text())
 
 
-class DebianPackage(PackageTest):
-    def field(self, name):
-        return run("dpkg-deb", "--field", only("*.deb"), name).strip()
+class DebianPackages(PackageTest):
+    SERVER = f"orvane-mcp-server_{VERSION}_*.deb"
+    DEVHOST = f"orvane-devhost_{VERSION}_*.deb"
 
-    def dependencies(self):
-        return {dependency.split()[0] for dependency in self.field("Depends").split(",")}
+    def dependencies(self, package):
+        stated = run("dpkg-deb", "--field", only(package), "Depends").strip()
+        return {dependency.split()[0] for dependency in stated.split(",")}
 
-    def test_depends_on_debians_qt(self):
-        self.assertEqual(self.dependencies(), DEPENDENCIES)
+    def files(self, package):
+        listing = run("dpkg-deb", "--contents", only(package)).splitlines()
+        return {line.split()[5].removeprefix("./") for line in listing if not line.startswith("d")}
 
-    def test_holds_the_programs_man_pages_and_notices(self):
-        listing = run("dpkg-deb", "--contents", only("*.deb")).splitlines()
-        files = {line.split()[5].removeprefix("./") for line in listing if not line.startswith("d")}
+    def test_server_depends_on_debians_qt_and_no_more(self):
+        self.assertEqual(self.dependencies(self.SERVER), DEPENDENCIES)
+
+    def test_server_comes_with_the_companion_man_pages_and_notices(self):
         expected = {f"usr/bin/{program}" for program in PROGRAMS}
-        expected |= {f"usr/share/man/man1/{program}.1" for program in PROGRAMS}
-        expected |= {f"usr/{NOTICES}/copyright", f"usr/{NOTICES}/CHANGELOG.md"}
+        expected |= {f"usr/share/man/man1/{program}.1.gz" for program in PROGRAMS}
+        expected |= {f"usr/{NOTICES}/{name}" for name in ("copyright", "CHANGELOG.md", "changelog.gz")}
+        expected.add("usr/share/lintian/overrides/orvane-mcp-server")
         if HAS_COMPANION:
             expected |= {f"usr/{NOTICES}/licences/{package}.copyright" for package in COMPILED_IN}
-        self.assertEqual(files, expected)
+        self.assertEqual(self.files(self.SERVER), expected)
 
-    def test_answers_where_it_is_installed(self):
-        root = self.new_root(self.dependencies())
-        shutil.copy(only("*.deb"), root.path / "tmp/server.deb")
-        root.run("dpkg", "--install", "/tmp/server.deb")
-        self.assertEqual(root.run("dpkg-query", "--show", "--showformat", "${Status} ${Version}", "orvane-mcp-server"),
-                         f"install ok installed {VERSION}")
+    def test_development_host_is_a_package_of_its_own(self):
+        documents = "usr/share/doc/orvane-devhost"
+        self.assertEqual(self.files(self.DEVHOST), {"usr/bin/orvane-devhost", "usr/share/man/man1/orvane-devhost.1.gz",
+                                                    f"{documents}/copyright", f"{documents}/changelog.gz"})
+
+    def test_see_also_of_each_page_is_in_one_of_the_packages(self):
+        pages = {Path(name).name.removesuffix(".1.gz") for package in (self.SERVER, self.DEVHOST)
+                 for name in self.files(package) if "/man1/" in name}
+        for page in (BUILD / "packaging/man").glob("*.1"):
+            see_also = page.read_text().partition(".SH SEE ALSO")[2].replace("\\-", "-")
+            self.assertLessEqual(set(re.findall(r"^\.BR (\S+) \(1\)", see_also, re.MULTILINE)), pages, page.name)
+
+    def test_both_answer_where_they_are_installed(self):
+        dependencies = self.dependencies(self.SERVER) | self.dependencies(self.DEVHOST)
+        root = self.new_root(dependencies)
+        for package in (self.SERVER, self.DEVHOST):
+            shutil.copy(only(package), root.path / "tmp")
+        root.run("sh", "-c", "dpkg --install /tmp/*.deb")
+        for name in ("orvane-mcp-server", "orvane-devhost"):
+            self.assertEqual(root.run("dpkg-query", "--show", "--showformat", "${Status} ${Version}", name),
+                             f"install ok installed {VERSION}")
         self.assertAnswers(root, "/usr/bin/OrvaneMCPServer")
-        root.run("dpkg", "--purge", "orvane-mcp-server")
-        self.assertFalse((root.path / "usr/bin/OrvaneMCPServer").exists())
+        host = root.start("/usr/bin/orvane-devhost", DOCUMENT)
+        try:
+            read_line(host.stdout)
+            self.assertNotIn("wrong", root.run("orvane-mcp", "doctor", "--call"))
+        finally:
+            host.terminate()
+            host.communicate(timeout=LIMIT)
+        root.run("dpkg", "--purge", "orvane-mcp-server", "orvane-devhost")
+        self.assertEqual(list((root.path / "usr/bin").glob("[Oo]rvane*")), [])
 
 
 class Bundle(PackageTest):
@@ -299,13 +325,15 @@ class Checksums(unittest.TestCase):
     def test_hold_for_every_package(self):
         lines = (PACKAGES / "SHA256SUMS").read_text().splitlines()
         stated = dict(reversed(line.split("  ")) for line in lines)
-        packages = [only("*.deb"), only("*.tar.gz"), only("*.mcpb")]
+        packages = [*PACKAGES.glob("*.deb"), only("*.tar.gz"), only("*.mcpb")]
+        self.assertEqual(len(packages), 4)
         self.assertEqual(stated, {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in packages})
 
     def test_every_package_bears_the_version(self):
         machine = os.uname().machine
         architecture = run("dpkg", "--print-architecture").strip()
-        self.assertEqual(only("*.deb").name, f"orvane-mcp-server_{VERSION}_{architecture}.deb")
+        self.assertEqual({path.name for path in PACKAGES.glob("*.deb")},
+                         {f"{name}_{VERSION}_{architecture}.deb" for name in ("orvane-mcp-server", "orvane-devhost")})
         self.assertEqual(only("*.tar.gz").name, f"OrvaneMCPServer-{VERSION}-Linux-{machine}.tar.gz")
         self.assertEqual(only("*.mcpb").name, f"OrvaneMCPServer-{VERSION}-Linux-{machine}.mcpb")
 
