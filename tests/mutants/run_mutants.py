@@ -62,7 +62,7 @@ def run_listed(faults, jobs):
 
 # --- by chance ---
 
-def judge_random(bench, faults, wanted):
+def judge_random(bench, faults, wanted, sources):
     """Judges faults until `wanted` of them could be built into something else, or until it is interrupted; returns
     {fault: verdict}."""
     verdicts = {}
@@ -77,18 +77,17 @@ def judge_random(bench, faults, wanted):
             for fault, verdict in bench.judge(batch):
                 verdicts[fault] = verdict
                 judged += verdict == "SURVIVED" or verdict.startswith("noticed")
-                title = fault.title((ROOT / fault.file).read_bytes())
-                print(f"[{judged}/{wanted}] {verdict}: {title}", flush=True)
+                print(f"[{judged}/{wanted}] {verdict}: {fault.title(sources[fault.file])}", flush=True)
     except KeyboardInterrupt:
         print("interrupted")
     return verdicts
 
 
-def report(folder, seed, verdicts):
+def report(folder, seed, verdicts, sources):
     known = reasons()
     unseen, hidden = [], []
     for fault in sorted(f for f, verdict in verdicts.items() if verdict == "SURVIVED"):
-        source = (ROOT / fault.file).read_bytes()
+        source = sources[fault.file]
         reason = known.get((fault.file, fault.function, *fault.change(source)))
         (unseen if reason is None else hidden).append((fault.title(source), reason))
     noticed = sum(verdict.startswith("noticed") for verdict in verdicts.values())
@@ -105,18 +104,25 @@ def report(folder, seed, verdicts):
     return 1 if unseen else 0
 
 
+def read_sources(bench, faults):
+    """The copies' sources, as they are while none has a fault in it; the project's own may change meanwhile."""
+    return {file: (bench.build.parent / file).read_bytes() for file in {fault.file for fault in faults}}
+
+
 def run_random(folder, wanted, seed, jobs):
     from random_faults import drawn, faults_of
 
     bench = Workbench(area_of(folder), jobs)
-    names = sorted(str(path.relative_to(ROOT)) for path in (ROOT / folder).rglob("*") if path.suffix in EXTENSIONS)
-    faults = faults_of(bench.build.parent, bench.build, names)
+    copy = bench.build.parent
+    names = sorted(str(path.relative_to(copy)) for path in (copy / folder).rglob("*") if path.suffix in EXTENSIONS)
+    faults = faults_of(copy, bench.build, names)
+    sources = read_sources(bench, faults)
     print(f"{len(faults)} faults fit {folder}; {wanted} are drawn with seed {seed}", flush=True)
-    verdicts = judge_random(bench, drawn(faults, random.Random(seed)), wanted)
-    survivors = [[f.file, f.start, f.end, f.replacement.decode(), f.kind, f.function]
+    verdicts = judge_random(bench, drawn(faults, random.Random(seed)), wanted, sources)
+    survivors = [[f.file, f.start, f.end, f.replacement.decode(), f.kind, f.function, list(f.change(sources[f.file]))]
                  for f, verdict in verdicts.items() if verdict == "SURVIVED"]
     last_run(folder).write_text(json.dumps({"seed": seed, "survivors": survivors}))
-    return report(folder, seed, verdicts)
+    return report(folder, seed, verdicts, sources)
 
 
 def last_run(folder):
@@ -127,10 +133,17 @@ def run_again(folder, jobs):
     from random_faults import Fault
 
     last = json.loads(last_run(folder).read_text())
-    faults = [Fault(file, start, end, replacement.encode(), kind, function)
-              for file, start, end, replacement, kind, function in last["survivors"]]
     bench = Workbench(area_of(folder), jobs)
-    return report(folder, last["seed"], judge_random(bench, faults, len(faults)))
+    faults = []
+    for file, start, end, replacement, kind, function, change in last["survivors"]:
+        fault = Fault(file, start, end, replacement.encode(), kind, function)
+        now = [list(lines) for lines in fault.change((bench.build.parent / file).read_bytes())]
+        if now == change:
+            faults.append(fault)
+        else:
+            print(f"no longer fits: {file}, {function}: {' '.join(change[1])}")
+    sources = read_sources(bench, faults)
+    return report(folder, last["seed"], judge_random(bench, faults, len(faults), sources), sources)
 
 
 def main():
