@@ -138,7 +138,8 @@ class ElfReader {
 
 template <typename Elf>
 void ElfReader<Elf>::addSegments() {
-  for (const auto& segment : orEmpty(elf_.program_headers())) {
+  const auto segments = orEmpty(elf_.program_headers());
+  for (const auto& segment : segments) {
     if (segment.p_type != ELF::PT_LOAD) continue;
     draft_.addSegment({.start = segment.p_vaddr,
                        .end = addSaturated(segment.p_vaddr, segment.p_memsz),
@@ -181,7 +182,8 @@ void ElfReader<Elf>::addSection(const Shdr& section) {
 
 template <typename Elf>
 void ElfReader<Elf>::readDynamicTable() {
-  for (const auto& entry : orEmpty(elf_.dynamicEntries())) {
+  const auto entries = orEmpty(elf_.dynamicEntries());
+  for (const auto& entry : entries) {
     dynamic_.emplace(static_cast<std::uint64_t>(entry.getTag()), entry.getVal());
   }
   draft_.image.globalOffsetTable =
@@ -230,7 +232,8 @@ void ElfReader<Elf>::addFunctionsOfUnwindTable() {
   // Without sections, the header of the table tells where it is, as four bytes from their own place.
   constexpr std::uint64_t kVersionAndEncoding = 0x1b01;
   constexpr std::uint64_t kPlaceOfPointer = 4;
-  for (const auto& segment : orEmpty(elf_.program_headers())) {
+  const auto segments = orEmpty(elf_.program_headers());
+  for (const auto& segment : segments) {
     if (segment.p_type != ELF::PT_GNU_EH_FRAME) continue;
     const std::uint64_t place = segment.p_vaddr + kPlaceOfPointer;
     const auto header = bytes_.number(segment.p_vaddr, 4);

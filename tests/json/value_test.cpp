@@ -113,7 +113,8 @@ TEST(ObjectItems, IsTheSharedEmptyObjectUnlessTheValueIsAnObject) {
 }
 
 TEST(ElementAccess, GivesTheSharedNullUnlessTheElementExists) {
-  const Json& sharedNull = Json()[0];
+  const Json nothing;
+  const Json& sharedNull = nothing[0];
   EXPECT_EQ(sharedNull, Json());
   for (const Sample& sample : samples()) {
     const std::string before = sample.value.dump();
