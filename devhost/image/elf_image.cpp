@@ -138,8 +138,8 @@ class ElfReader {
 
 template <typename Elf>
 void ElfReader<Elf>::addSegments() {
-  const auto segments = orEmpty(elf_.program_headers());
-  for (const auto& segment : segments) {
+  const auto headers = orEmpty(elf_.program_headers());
+  for (const auto& segment : headers) {
     if (segment.p_type != ELF::PT_LOAD) continue;
     draft_.addSegment({.start = segment.p_vaddr,
                        .end = addSaturated(segment.p_vaddr, segment.p_memsz),
@@ -232,8 +232,8 @@ void ElfReader<Elf>::addFunctionsOfUnwindTable() {
   // Without sections, the header of the table tells where it is, as four bytes from their own place.
   constexpr std::uint64_t kVersionAndEncoding = 0x1b01;
   constexpr std::uint64_t kPlaceOfPointer = 4;
-  const auto segments = orEmpty(elf_.program_headers());
-  for (const auto& segment : segments) {
+  const auto headers = orEmpty(elf_.program_headers());
+  for (const auto& segment : headers) {
     if (segment.p_type != ELF::PT_GNU_EH_FRAME) continue;
     const std::uint64_t place = segment.p_vaddr + kPlaceOfPointer;
     const auto header = bytes_.number(segment.p_vaddr, 4);

@@ -37,4 +37,5 @@ endif()
 compare_installation("${folder}/default" ${expected})
 
 install_component("${folder}/devhost" --component devhost)
-compare_installation("${folder}/devhost" bin/orvane-devhost share/man/man1/orvane-devhost.1)
+compare_installation("${folder}/devhost" bin/orvane-devhost share/doc/orvane-devhost/copyright
+                     share/man/man1/orvane-devhost.1)

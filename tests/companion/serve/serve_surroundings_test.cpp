@@ -131,8 +131,10 @@ TEST(ServeSurroundings, AWaitThatFailsIsReported) {
   ASSERT_EQ(::prlimit(serve.pid(), RLIMIT_NOFILE, &none, nullptr), 0);
   serve.write("\n");
   EXPECT_EQ(exitStatus(serve), 1);
-  EXPECT_EQ(serve.diagnostics(),
-            "orvane-mcp: waiting for the client and the server fails: Invalid argument\n");
+  // A sanitizer that has no descriptors either may complain behind it.
+  EXPECT_THAT(
+      serve.diagnostics(),
+      testing::StartsWith("orvane-mcp: waiting for the client and the server fails: Invalid argument\n"));
 }
 
 // --- waiting costs nothing --------------------------------------------------------------------------------
