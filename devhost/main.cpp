@@ -1,10 +1,12 @@
 #include "devhost/document/document.h"
 #include "devhost/document/opened_file.h"
 #include "devhost/host_server.h"
+#include "devhost/progress_line.h"
 #include "devhost/service_name.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSocketNotifier>
 
 #include <sys/resource.h>
@@ -12,6 +14,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <utility>
@@ -65,10 +69,17 @@ void allowManyDescriptors() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+std::optional<OpenedFile> open(const QString& path, QString& error) {
+  ProgressLine line(isatty(STDERR_FILENO) == 1 ? stderr : nullptr, QFileInfo(path).fileName());
+  return openFile(path, error, [&line](std::uint64_t decoded, std::uint64_t all, std::size_t procedures) {
+    line.show(decoded, all, procedures);
+  });
+}
+
 bool openAll(const QStringList& paths, DocumentList& documents) {
   for (const QString& path : paths) {
     QString error;
-    std::optional<OpenedFile> file = openFile(path, error);
+    std::optional<OpenedFile> file = open(path, error);
     if (!file) {
       complain(error);
       return false;

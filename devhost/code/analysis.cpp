@@ -2,6 +2,7 @@
 
 #include "devhost/code/call_graph.h"
 #include "devhost/code/code_explorer.h"
+#include "devhost/code/data_references.h"
 #include "devhost/code/local_variables.h"
 #include "devhost/code/procedure_names.h"
 #include "devhost/code/procedure_shaper.h"
@@ -50,8 +51,8 @@ const StringAt* Analysis::stringAt(std::uint64_t address) const {
   return address - found->address < found->length ? &*found : nullptr;
 }
 
-Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
-  CodeExplorer explorer(image, bytes);
+Analysis analyse(const BinaryImage& image, const MappedBytes& bytes, const AnalysisProgress& progress) {
+  CodeExplorer explorer(image, bytes, progress);
   explorer.explore();
   Analysis analysis;
   analysis.instructions = explorer.takeInstructions();
@@ -59,7 +60,8 @@ Analysis analyse(const BinaryImage& image, const MappedBytes& bytes) {
   collectNames(analysis, image);
   collectCalls(analysis, image);
   collectLocals(analysis, image, explorer.stackUses(), explorer.framePointerSetters());
-  analysis.references = explorer.takeReferences();
   for (const FileRange& range : image.data) collectStringsIn(analysis, range, bytes);
+  analysis.references = explorer.takeReferences();
+  collectDataReferences(analysis, image, bytes);
   return analysis;
 }

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -40,6 +41,12 @@ struct Analysis {
   const StringAt* stringAt(std::uint64_t address) const;
 };
 
+/// Told how far an analysis is: bytes of code that have been decoded, of how many, and procedures found so
+/// far.
+using AnalysisProgress =
+    std::function<void(std::uint64_t decodedBytes, std::uint64_t codeBytes, std::size_t procedures)>;
+
 /// Finds procedures, blocks, references, calls, strings and names. Takes time in proportion to the size of
-/// the file, whatever is in it.
-Analysis analyse(const BinaryImage& image, const MappedBytes& bytes);
+/// the file, whatever is in it. `progress`, if there is any, is called again and again.
+Analysis analyse(const BinaryImage& image, const MappedBytes& bytes,
+                 const AnalysisProgress& progress = nullptr);

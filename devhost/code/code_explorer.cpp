@@ -13,9 +13,19 @@ constexpr std::uint64_t kMaxCases = 4096;
 
 }  // namespace
 
-CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes)
-    : image_(image), bytes_(bytes), disassembler_(image, bytes), map_(image) {
-  for (const FileRange& range : image.code) tableEntriesLeft_ += range.end - range.start;
+CodeExplorer::CodeExplorer(const BinaryImage& image, const MappedBytes& bytes,
+                           const AnalysisProgress& progress)
+    : image_(image), bytes_(bytes), progress_(progress), disassembler_(image, bytes), map_(image) {
+  for (const FileRange& range : image.code) codeBytes_ += range.end - range.start;
+  tableEntriesLeft_ = codeBytes_;
+}
+
+void CodeExplorer::report() const {
+  // Often enough for an eye, seldom enough to cost nothing.
+  constexpr std::size_t kInstructionsBetween = 4096;
+  if (progress_ && instructions_.size() % kInstructionsBetween == 0) {
+    progress_(decodedBytes_, codeBytes_, entries_.size());
+  }
 }
 
 void CodeExplorer::explore() {
@@ -79,7 +89,7 @@ void CodeExplorer::findStubsIn(const FileRange& range) {
 
 void CodeExplorer::findProceduresThatNeverReturn() {
   for (const Symbol& symbol : image_.symbols) {
-    if (symbol.function && isNeverReturning(symbol.name)) neverReturning_.push_back(symbol.address);
+    if (symbol.function && isNeverReturningInFile(symbol.name)) neverReturning_.push_back(symbol.address);
   }
   for (const ImportSlot& slot : image_.importSlots) {
     if (isNeverReturning(slot.name)) neverReturning_.push_back(slot.address);
@@ -102,7 +112,7 @@ bool CodeExplorer::isMarkedAsData(std::uint64_t address) const {
 }
 
 void CodeExplorer::addEntry(Place place) {
-  if (image_.isCode(place.address)) entries_.push_back(place.address);
+  if (map_.addEntry(place.address)) entries_.push_back(place.address);
 }
 
 void CodeExplorer::addSymbols() {
@@ -204,7 +214,9 @@ void CodeExplorer::followRun(Place place) {
     std::optional<Decoded> decoded = disassembler_.decode(place.address, place.thumb, run.known);
     if (!decoded || !map_.isFree(place.address, decoded->size)) return;
     map_.take(place.address, decoded->size);
+    decodedBytes_ += decoded->size;
     record(*decoded, run);
+    report();
     if (!flowsOn(decoded->flow)) return;
     place.address += decoded->size;
   }

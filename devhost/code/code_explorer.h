@@ -3,6 +3,7 @@
 // Decodes what can be reached: from the entry point, the symbols and every call, jump and pointer found on
 // the way. Each byte of code is decoded at most once.
 
+#include "devhost/code/analysis.h"
 #include "devhost/code/code_map.h"
 #include "devhost/code/code_records.h"
 #include "devhost/code/disassembler.h"
@@ -22,8 +23,8 @@ struct StackUse {
 
 class CodeExplorer {
  public:
-  /// `image` and `bytes` must outlive it.
-  CodeExplorer(const BinaryImage& image, const MappedBytes& bytes);
+  /// All must outlive it.
+  CodeExplorer(const BinaryImage& image, const MappedBytes& bytes, const AnalysisProgress& progress);
 
   void explore();
 
@@ -72,6 +73,7 @@ class CodeExplorer {
   void follow(Place place);
   void followRun(Place place);
   void record(Decoded& decoded, Run& run);
+  void report() const;
   void recordReferences(const Decoded& decoded);
   void followPending();
   void noteTable(const Decoded& decoded, const Run& run);
@@ -84,6 +86,7 @@ class CodeExplorer {
 
   const BinaryImage& image_;
   const MappedBytes& bytes_;
+  const AnalysisProgress& progress_;
   Disassembler disassembler_;
   CodeMap map_;
   std::vector<Place> pending_;
@@ -97,5 +100,7 @@ class CodeExplorer {
   std::vector<std::uint64_t> neverReturning_;
   std::vector<StackUse> stackUses_;
   std::vector<std::uint64_t> framePointerSetters_;
-  std::size_t tableEntriesLeft_ = 0;
+  std::uint64_t codeBytes_ = 0;
+  std::uint64_t decodedBytes_ = 0;
+  std::uint64_t tableEntriesLeft_ = 0;
 };

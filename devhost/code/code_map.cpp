@@ -3,9 +3,10 @@
 #include <algorithm>
 
 CodeMap::CodeMap(const BinaryImage& image) {
-  for (const FileRange& range : image.code)
-    areas_.push_back(
-        {range, std::vector<bool>(range.end - range.start), std::vector<bool>(range.end - range.start)});
+  for (const FileRange& range : image.code) {
+    const std::vector<bool> none(range.end - range.start);
+    areas_.push_back({range, none, none, none});
+  }
 }
 
 CodeMap::Area* CodeMap::areaAt(std::uint64_t address) {
@@ -37,4 +38,11 @@ void CodeMap::take(std::uint64_t address, std::size_t size) {
 bool CodeMap::isStart(std::uint64_t address) {
   const Area* area = areaAt(address);
   return area != nullptr && area->starts[address - area->range.start];
+}
+
+bool CodeMap::addEntry(std::uint64_t address) {
+  Area* area = areaAt(address);
+  if (area == nullptr || area->entries[address - area->range.start]) return false;
+  area->entries[address - area->range.start] = true;
+  return true;
 }

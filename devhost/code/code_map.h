@@ -17,12 +17,15 @@ class CodeMap {
   void take(std::uint64_t address, std::size_t size);
   /// Whether an instruction that was taken begins at `address`.
   bool isStart(std::uint64_t address);
+  /// Marks the entry of a procedure; false outside of code, and if it was marked before.
+  bool addEntry(std::uint64_t address);
 
  private:
   struct Area {
     FileRange range;
     std::vector<bool> taken;
-    std::vector<bool> starts;  ///< of instructions
+    std::vector<bool> starts;   ///< of instructions
+    std::vector<bool> entries;  ///< of procedures
   };
   Area* areaAt(std::uint64_t address);
 

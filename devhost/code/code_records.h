@@ -64,7 +64,7 @@ struct Procedure {
   std::uint32_t localCount = 0;
 };
 
-/// An instruction at `from` that jumps to, calls or forms the address `to`.
+/// An instruction at `from` that jumps to, calls or forms the address `to`, or a cell of data that holds it.
 struct Reference {
   std::uint64_t to = 0;
   std::uint64_t from = 0;
@@ -91,6 +91,7 @@ struct Local {
 struct StringAt {
   std::uint64_t address = 0;
   std::uint64_t length = 0;  ///< bytes, without a closing zero
+  bool isWide = false;       ///< UTF-16, else one byte a character
 };
 
 struct NameAt {

@@ -112,9 +112,12 @@ class X86Processor : public Processor {
       decoded.reference = address(memory.disp);
     } else if (const auto base = known.get(memory.base); base && memory.index == X86_REG_INVALID) {
       decoded.reference = low32(offsetBy(*base, memory.disp));
-    } else if (memory.index == X86_REG_INVALID) {
+    } else if (memory.index == X86_REG_INVALID && x86StackBase(memory.base) != StackBase::kNone) {
       decoded.stackBase = x86StackBase(memory.base);
       decoded.stackDisplacement = static_cast<std::int32_t>(memory.disp);
+    } else if (!positionIndependent_) {
+      // An element of an array at a fixed address.
+      decoded.immediate = address(memory.disp);
     }
   }
 

@@ -2,7 +2,9 @@
 
 #include "devhost/code/procedure_names.h"
 
+#include <QByteArray>
 #include <QFileInfo>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <iterator>
@@ -46,8 +48,9 @@ Document::Document(QString name, OpenedFile file)
 
 QString Document::textOf(const StringAt& string) const {
   const auto bytes = bytes_.from(string.address).first(string.length);
-  return QString::fromLatin1(reinterpret_cast<const char*>(bytes.data()),
-                             static_cast<qsizetype>(bytes.size()));
+  const QByteArray copy(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size()));
+  if (!string.isWide) return QString::fromLatin1(copy);
+  return QStringDecoder(QStringDecoder::Utf16LE).decode(copy);
 }
 
 QString Document::nameOf(std::uint64_t address) const {
@@ -120,9 +123,11 @@ std::uint64_t Document::itemStart(std::uint64_t address) const {
   if (const auto index = analysis().instructionAt(address)) return analysis().instructions[*index].address;
   if (const StringAt* string = analysis().stringAt(address)) return string->address;
   // The zero that closes a string is part of it.
-  const StringAt* closed = address > 0 ? analysis().stringAt(address - 1) : nullptr;
-  const bool closes = closed != nullptr && bytes_.number(address, 1) == std::uint64_t{0};
-  return closes ? closed->address : address;
+  for (std::uint64_t back = 1; back <= 2 && back <= address; ++back) {
+    const StringAt* closed = analysis().stringAt(address - back);
+    if (closed != nullptr && address < endOf(*closed)) return closed->address;
+  }
+  return address;
 }
 
 std::uint64_t Document::itemEnd(std::uint64_t address) const {
@@ -132,8 +137,13 @@ std::uint64_t Document::itemEnd(std::uint64_t address) const {
   }
   const StringAt* string = analysis().stringAt(itemStart(address));
   if (string == nullptr) return address + 1;
-  const std::uint64_t end = string->address + string->length;
-  return bytes_.number(end, 1) == std::uint64_t{0} ? end + 1 : end;
+  return endOf(*string);
+}
+
+std::uint64_t Document::endOf(const StringAt& string) const {
+  const std::uint64_t end = string.address + string.length;
+  const std::uint64_t zero = string.isWide ? 2 : 1;
+  return bytes_.number(end, zero) == std::uint64_t{0} ? end + zero : end;
 }
 
 std::optional<std::uint64_t> Document::addressAfter(std::uint64_t address) const {

@@ -67,6 +67,8 @@ class Document {
   std::optional<std::uint64_t> addressOfLabel(const QString& label) const;
   std::uint64_t itemStart(std::uint64_t address) const;
   std::uint64_t itemEnd(std::uint64_t address) const;
+  /// Behind the zero that closes it.
+  std::uint64_t endOf(const StringAt& string) const;
   bool isBlockStart(std::uint64_t address) const;
 
   QString name_;

@@ -10,11 +10,15 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -45,6 +49,46 @@ class Descriptor {
 
  private:
   int descriptor_;
+};
+
+/// How long the parent waits at most between two looks at the child's progress, in milliseconds.
+constexpr int kLookMs = 100;
+
+/// How far the child is: memory that both processes see.
+class SharedProgress {
+ public:
+  SharedProgress() {
+    void* const memory =
+        mmap(nullptr, sizeof(Numbers), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    // Without it nothing is shown, that is all.
+    if (memory != MAP_FAILED) numbers_ = new (memory) Numbers;
+  }
+  ~SharedProgress() {
+    if (numbers_ != nullptr) munmap(numbers_, sizeof(Numbers));
+  }
+  SharedProgress(const SharedProgress&) = delete;
+  SharedProgress& operator=(const SharedProgress&) = delete;
+
+  void write(std::uint64_t decodedBytes, std::uint64_t codeBytes, std::size_t procedures) {
+    if (numbers_ == nullptr) return;
+    numbers_->decodedBytes = decodedBytes;
+    numbers_->codeBytes = codeBytes;
+    numbers_->procedures = procedures;
+  }
+
+  void tell(const AnalysisProgress& progress) const {
+    if (progress && numbers_ != nullptr && numbers_->codeBytes != 0) {
+      progress(numbers_->decodedBytes, numbers_->codeBytes, numbers_->procedures);
+    }
+  }
+
+ private:
+  struct Numbers {
+    std::atomic<std::uint64_t> decodedBytes = 0;
+    std::atomic<std::uint64_t> codeBytes = 0;
+    std::atomic<std::size_t> procedures = 0;
+  };
+  Numbers* numbers_ = nullptr;
 };
 
 bool readBytes(const QString& path, std::vector<std::uint8_t>& bytes, QString& error) {
@@ -107,21 +151,29 @@ QByteArray refusal(const std::string& reason) {
   return kRefused + QByteArray::fromStdString(reason);
 }
 
-void describe(const std::vector<std::uint8_t>& bytes, int descriptor) {
+void describe(const std::vector<std::uint8_t>& bytes, int descriptor, SharedProgress& shared) {
   std::string error;
   const std::optional<BinaryImage> image = readImage(bytes, error);
   if (!image) return writeAll(descriptor, refusal(error));
   // Tells a crash that follows from one of the parser's.
   writeAll(descriptor, QByteArray(1, kParsed));
   const MappedBytes mapped(*image, bytes);
-  writeAll(descriptor, kOpened + toFlatData(*image, analyse(*image, mapped)));
+  const AnalysisProgress progress = [&](std::uint64_t decoded, std::uint64_t code, std::size_t procedures) {
+    shared.write(decoded, code, procedures);
+  };
+  writeAll(descriptor, kOpened + toFlatData(*image, analyse(*image, mapped, progress)));
 }
 
-[[noreturn]] void runChild(const std::vector<std::uint8_t>& bytes, int descriptor) {
+/// `parent` is the process that asked for it.
+[[noreturn]] void runChild(const std::vector<std::uint8_t>& bytes, int descriptor, pid_t parent,
+                           SharedProgress& shared) {
+  // Ends with the parent; one that has ended already would never be seen to.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(1);
   limitThisProcess();
   silence();
   try {
-    describe(bytes, descriptor);
+    describe(bytes, descriptor, shared);
   } catch (const std::bad_alloc&) {
     writeAll(descriptor, refusal("needs more memory than is given to one file"));
   } catch (const std::exception&) {
@@ -134,13 +186,15 @@ void describe(const std::vector<std::uint8_t>& bytes, int descriptor) {
 // In the parent ------------------------------------------------------------------------------------------
 
 /// Reads until the child has closed its end. False when the time is up.
-bool readUntilClosed(int descriptor, QByteArray& data) {
+bool readUntilClosed(int descriptor, QByteArray& data, const SharedProgress& shared,
+                     const AnalysisProgress& progress) {
   const QDeadlineTimer deadline(kOpenTimeLimitMs);
   std::array<char, 1 << 16> piece;
   for (;;) {
     pollfd ready{descriptor, POLLIN, 0};
-    const int polled = poll(&ready, 1, static_cast<int>(deadline.remainingTime()));
-    if (polled < 0 && errno == EINTR) continue;
+    const int polled = poll(&ready, 1, std::min(kLookMs, static_cast<int>(deadline.remainingTime())));
+    shared.tell(progress);
+    if ((polled < 0 && errno == EINTR) || (polled == 0 && !deadline.hasExpired())) continue;
     if (polled <= 0) return false;
     const ssize_t taken = read(descriptor, piece.data(), piece.size());
     if (taken < 0 && errno == EINTR) continue;
@@ -157,7 +211,8 @@ int waitFor(pid_t child) {
 }
 
 /// What the child says about `bytes`; nothing if it could not say anything, with the reason in `error`.
-std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QString& error) {
+std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QString& error,
+                                   const AnalysisProgress& progress) {
   std::array<int, 2> ends = {-1, -1};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     error = QStringLiteral("cannot be analysed: no pipe is left");
@@ -165,15 +220,17 @@ std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QStri
   }
   Descriptor readEnd(ends[0]);
   Descriptor writeEnd(ends[1]);
+  SharedProgress shared;
+  const pid_t parent = getpid();
   const pid_t child = fork();
-  if (child == 0) runChild(bytes, writeEnd.get());
+  if (child == 0) runChild(bytes, writeEnd.get(), parent, shared);
   if (child < 0) {
     error = QStringLiteral("cannot be analysed: no process is left");
     return std::nullopt;
   }
   writeEnd.reset();
   QByteArray answer;
-  const bool inTime = readUntilClosed(readEnd.get(), answer);
+  const bool inTime = readUntilClosed(readEnd.get(), answer, shared, progress);
   if (!inTime) kill(child, SIGKILL);
   const int status = waitFor(child);
   if (!inTime || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)) {
@@ -189,10 +246,10 @@ std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QStri
 
 }  // namespace
 
-std::optional<OpenedFile> openFile(const QString& path, QString& error) {
+std::optional<OpenedFile> openFile(const QString& path, QString& error, const AnalysisProgress& progress) {
   OpenedFile file;
   if (!readBytes(path, file.bytes, error)) return std::nullopt;
-  const std::optional<QByteArray> answer = askChild(file.bytes, error);
+  const std::optional<QByteArray> answer = askChild(file.bytes, error, progress);
   if (answer && answer->startsWith(kOpened) &&
       fromFlatData(answer->sliced(1), file.bytes.size(), file.image, file.analysis))
     return file;

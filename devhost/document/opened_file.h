@@ -29,7 +29,9 @@ inline constexpr std::uint64_t kOpenMemoryLimit = std::uint64_t{8} << 30;
 /// Opens the executable at `path`.
 ///
 /// Parsing and analysis run in a child process of this file alone, which hands back plain data: a file that
-/// makes a parser crash, loop or exhaust memory is refused, and nothing else happens. Returns nothing for a
-/// file that is refused; `error` is then one line that begins with the path. Blocks. Must be called while the
-/// process has one thread.
-std::optional<OpenedFile> openFile(const QString& path, QString& error);
+/// makes a parser crash, loop or exhaust memory is refused, and nothing else happens. The child ends with
+/// this process, also when that is killed. Returns nothing for a file that is refused; `error` is then one
+/// line that begins with the path. Blocks; `progress`, if there is any, is told ten times a second how far
+/// the analysis is. Must be called while the process has one thread.
+std::optional<OpenedFile> openFile(const QString& path, QString& error,
+                                   const AnalysisProgress& progress = nullptr);

@@ -99,6 +99,7 @@ class ElfReader {
   void addSections();
   void addSection(const Shdr& section);
   void readDynamicTable();
+  std::uint64_t dynamicSymbolCount() const;
   void addSymbolTables();
   void addSymbols(llvm::ArrayRef<Sym> symbols, llvm::StringRef names);
   void addFunctionsOfUnwindTable();
@@ -182,16 +183,56 @@ void ElfReader<Elf>::addSection(const Shdr& section) {
 
 template <typename Elf>
 void ElfReader<Elf>::readDynamicTable() {
-  const auto entries = orEmpty(elf_.dynamicEntries());
-  for (const auto& entry : entries) {
-    dynamic_.emplace(static_cast<std::uint64_t>(entry.getTag()), entry.getVal());
+  const auto segments = orEmpty(elf_.program_headers());
+  for (const auto& segment : segments) {
+    if (segment.p_type != ELF::PT_DYNAMIC) continue;
+    const auto entries = recordsAt<typename Elf::Dyn>(segment.p_vaddr, segment.p_memsz);
+    for (const auto& entry : entries) {
+      if (entry.getTag() == ELF::DT_NULL) break;
+      dynamic_.emplace(static_cast<std::uint64_t>(entry.getTag()), entry.getVal());
+    }
   }
   draft_.image.globalOffsetTable =
       dynamic_.contains(ELF::DT_PLTGOT) ? dynamicValue(ELF::DT_PLTGOT) : kNoAddress;
-  const std::uint64_t count = dynamic_.empty() ? 0 : orEmpty(elf_.getDynSymtabSize());
   const std::uint64_t most = draft_.fileSize / sizeof(Sym);
-  dynamicSymbols_ = recordsAt<Sym>(dynamicValue(ELF::DT_SYMTAB), std::min(count, most) * sizeof(Sym));
+  dynamicSymbols_ =
+      recordsAt<Sym>(dynamicValue(ELF::DT_SYMTAB), std::min(dynamicSymbolCount(), most) * sizeof(Sym));
   dynamicNames_ = textAt(dynamicValue(ELF::DT_STRTAB), dynamicValue(ELF::DT_STRSZ));
+}
+
+/// Without sections, only the tables by which the loader looks symbols up tell how many there are.
+template <typename Elf>
+std::uint64_t ElfReader<Elf>::dynamicSymbolCount() const {
+  constexpr std::uint64_t kWord = 4;
+  for (const Shdr& section : sections_) {
+    if (section.sh_type == ELF::SHT_DYNSYM) return section.sh_size / sizeof(Sym);
+  }
+  // Its second word is the number of its chains, which is that of the symbols.
+  if (dynamic_.contains(ELF::DT_HASH))
+    return bytes_.number(dynamicValue(ELF::DT_HASH) + kWord, kWord).value_or(0);
+  const std::uint64_t table = dynamicValue(ELF::DT_GNU_HASH);
+  const auto bucketCount = bytes_.number(table, kWord);
+  const auto firstHashed = bytes_.number(table + kWord, kWord);
+  const auto filterWords = bytes_.number(table + 2 * kWord, kWord);
+  if (table == 0 || !bucketCount || !firstHashed || !filterWords) return 0;
+  const std::uint64_t buckets = table + 4 * kWord + *filterWords * kPointerSize;
+  std::uint64_t last = 0;
+  const auto firstOfBuckets = recordsAt<typename Elf::Word>(buckets, *bucketCount * kWord);
+  for (const auto& bucket : firstOfBuckets) {
+    last = std::max<std::uint64_t>(last, bucket);
+  }
+  if (last < *firstHashed) {
+    // Imports alone, which are not looked up. Their names lie behind them, as linkers have it.
+    const std::uint64_t symbols = dynamicValue(ELF::DT_SYMTAB);
+    const std::uint64_t names = dynamicValue(ELF::DT_STRTAB);
+    return names > symbols ? (names - symbols) / sizeof(Sym) : *firstHashed;
+  }
+  // The last bucket's symbols go on to the one whose hash has its lowest bit set.
+  const std::uint64_t chains = buckets + *bucketCount * kWord;
+  for (;; ++last) {
+    const auto hash = bytes_.number(chains + (last - *firstHashed) * kWord, kWord);
+    if (!hash || (*hash & 1U) != 0) return last + 1;
+  }
 }
 
 template <typename Elf>

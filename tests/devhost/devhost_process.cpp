@@ -37,6 +37,12 @@ QString DevhostProcess::startAndWait(const QStringList& arguments) {
   return QString::fromUtf8(process_.readLine()).trimmed();
 }
 
+void DevhostProcess::start(const QStringList& arguments) {
+  process_.setArguments(arguments);
+  process_.start();
+  EXPECT_TRUE(process_.waitForStarted(kPatienceMs));
+}
+
 int DevhostProcess::run(const QStringList& arguments) {
   process_.setArguments(arguments);
   process_.start();

@@ -23,6 +23,9 @@ class DevhostProcess {
   /// Starts it and waits for the line that says it is ready; returns that line, empty if it ended instead.
   QString startAndWait(const QStringList& arguments);
 
+  /// Starts it, and does not wait for anything but that.
+  void start(const QStringList& arguments);
+
   /// Starts it and waits for its end; returns the exit status, -1 if a signal ended it.
   int run(const QStringList& arguments);
 

@@ -38,6 +38,9 @@ struct Function {
 /// The functions that nm lists, by address.
 std::map<Address, Function> functionsOf(const QString& path);
 
+/// Behind every address.
+inline constexpr Address kNoEnd = ~Address{0};
+
 /// The instructions that objdump finds in [start, end).
 ///
 /// Without `padding`, only those that do something: what fills the space in front of a loop is never reached,
