@@ -1,12 +1,11 @@
 #include "devhost/document/document.h"
 
-#include "devhost/code/procedure_names.h"
-
 #include <QByteArray>
 #include <QFileInfo>
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <utility>
 
@@ -21,16 +20,32 @@ std::uint64_t firstAddressToShow(const OpenedFile& file) {
 }
 
 std::optional<std::uint64_t> hexNumber(QStringView digits) {
+  // Blanks, signs and a second prefix would be taken too.
+  const auto isDigit = [](QChar digit) {
+    return digit.unicode() < 0x80 && std::isxdigit(digit.unicode()) != 0;
+  };
+  if (!std::ranges::all_of(digits, isDigit)) return std::nullopt;
   bool isNumber = false;
   const std::uint64_t value = digits.toULongLong(&isNumber, 16);
-  if (!isNumber || digits.startsWith(u'-') || digits.startsWith(u'+')) return std::nullopt;
-  return value;
+  return isNumber ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
 
 QString hexAddress(std::uint64_t address) {
   return QLatin1StringView("0x") + QLatin1StringView(hexDigits(address));
+}
+
+bool readsAsJson(const QString& text) {
+  return text.startsWith(u'{') || text.startsWith(u'[');
+}
+
+QString asPlainText(const QString& text) {
+  return readsAsJson(text) ? u' ' + text : text;
+}
+
+QString fromPlainText(const QString& text) {
+  return text.startsWith(u' ') && readsAsJson(text.sliced(1)) ? text.sliced(1) : text;
 }
 
 Document::Document(QString name, OpenedFile file)
@@ -58,6 +73,12 @@ QString Document::nameOf(std::uint64_t address) const {
   return found == names_.end() ? QString() : found->second;
 }
 
+QString Document::ownNameOf(std::uint64_t address) const {
+  const auto own = std::ranges::lower_bound(analysis().names, address, {}, &NameAt::address);
+  if (own == analysis().names.end() || own->address != address) return {};
+  return QString::fromStdString(own->name);
+}
+
 bool Document::isBlockStart(std::uint64_t address) const {
   const auto index = analysis().instructionAt(address);
   if (!index) return false;
@@ -74,10 +95,7 @@ QString Document::labelOf(std::uint64_t address) const {
 
 void Document::setName(std::uint64_t address, const QString& name) {
   addressesByLabel_.remove(nameOf(address), address);
-  QString next = name;
-  if (next.isEmpty() && analysis().procedureFrom(address) != nullptr) {
-    next = QString::fromStdString(defaultProcedureName(address));
-  }
+  const QString next = name.isEmpty() ? ownNameOf(address) : name;
   if (next.isEmpty()) {
     names_.erase(address);
     return;
@@ -86,7 +104,8 @@ void Document::setName(std::uint64_t address, const QString& name) {
   addressesByLabel_.insert(next, address);
 }
 
-std::optional<std::uint64_t> Document::addressOfLabel(const QString& label) const {
+std::optional<std::uint64_t> Document::addressOfLabel(const QString& text) const {
+  const QString label = fromPlainText(text);
   const auto [first, last] = addressesByLabel_.equal_range(label);
   if (first != last) return *std::min_element(first, last);
   if (!label.startsWith(kBlockLabelPrefix)) return std::nullopt;
@@ -146,6 +165,11 @@ std::uint64_t Document::endOf(const StringAt& string) const {
   return bytes_.number(end, zero) == std::uint64_t{0} ? end + zero : end;
 }
 
+std::uint64_t Document::shownAt(std::uint64_t address) const {
+  const auto index = analysis().instructionAt(address);
+  return index ? analysis().instructions[*index].address : address;
+}
+
 std::optional<std::uint64_t> Document::addressAfter(std::uint64_t address) const {
   const std::uint64_t next = itemEnd(address);
   if (image().segmentAt(next) != nullptr) return next;
@@ -178,7 +202,7 @@ QStringList DocumentList::names() const {
 }
 
 bool DocumentList::setCurrent(const QString& name) {
-  const qsizetype index = names().indexOf(name);
+  const qsizetype index = names().indexOf(fromPlainText(name));
   if (index >= 0) current_ = static_cast<std::size_t>(index);
   return index >= 0;
 }

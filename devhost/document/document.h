@@ -21,6 +21,15 @@ using TextByAddress = std::map<std::uint64_t, QString>;
 /// "0x" and the address in lower-case hexadecimal digits: how every address is written.
 QString hexAddress(std::uint64_t address);
 
+/// Whether clients of the server would take an answer of this text for JSON, and lose it: the server parses
+/// every answer that begins with a bracket.
+bool readsAsJson(const QString& text);
+
+/// `text` as an answer of its own: with a blank in front of a bracket, so that it arrives as it is.
+QString asPlainText(const QString& text);
+/// `text` as it was before asPlainText(), which clients may ask with.
+QString fromPlainText(const QString& text);
+
 class Document {
  public:
   Document(QString name, OpenedFile file);
@@ -40,12 +49,17 @@ class Document {
   /// Every name by its address. Procedures always have one.
   const TextByAddress& names() const { return names_; }
   QString nameOf(std::uint64_t address) const;
+  /// The name that `address` has without its users; empty if none.
+  QString ownNameOf(std::uint64_t address) const;
   /// The name of `address`, else "loc_..." where a basic block begins, else nothing.
   QString labelOf(std::uint64_t address) const;
-  /// An empty `name` removes the name; a procedure then is called "sub_..." again.
+  /// An empty `name` removes what users have named it: the file's own name, if it has one, is back.
   void setName(std::uint64_t address, const QString& name);
 
-  /// Added by users; an address without one has no entry.
+  /// The address of the instruction that `address` is part of, where it shows; elsewhere `address` itself.
+  std::uint64_t shownAt(std::uint64_t address) const;
+
+  /// Added by users; an address without one has no entry. Comments stand at addresses that show.
   TextByAddress comments;
   TextByAddress inlineComments;
   TextByAddress bookmarks;  ///< a bookmark's name may be empty
@@ -64,7 +78,7 @@ class Document {
   std::optional<std::uint64_t> addressBefore(std::uint64_t address) const;
 
  private:
-  std::optional<std::uint64_t> addressOfLabel(const QString& label) const;
+  std::optional<std::uint64_t> addressOfLabel(const QString& text) const;
   std::uint64_t itemStart(std::uint64_t address) const;
   std::uint64_t itemEnd(std::uint64_t address) const;
   /// Behind the zero that closes it.

@@ -79,6 +79,11 @@ class Listing {
   explicit Listing(const Document& document)
       : document_(document), disassembler_(document.image(), document.bytes()) {}
 
+  /// Keeps the text from beginning with a label: one that begins with a bracket would be taken for JSON.
+  void addHeading(const Procedure& procedure) {
+    text_ += QLatin1StringView("; procedure ") + document_.nameOf(procedure.entry) + u'\n';
+  }
+
   void add(const Instruction& instruction) {
     addLabel(instruction);
     addComment(instruction.address);
@@ -123,6 +128,7 @@ class Listing {
 QString assemblyOf(const Document& document, const Procedure& procedure) {
   const Analysis& analysis = document.analysis();
   Listing listing(document);
+  listing.addHeading(procedure);
   for (const BasicBlock& block : analysis.blocksOf(procedure)) {
     for (std::uint32_t i = block.first; i <= block.last; ++i) listing.add(analysis.instructions[i]);
   }

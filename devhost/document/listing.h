@@ -6,6 +6,7 @@
 
 /// The assembly text of `procedure`, one instruction a line, in the order of addresses:
 ///
+///     ; procedure main
 ///     main:
 ///     ; a comment
 ///     0x401126    push      rbp    ; an inline comment

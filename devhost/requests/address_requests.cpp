@@ -8,7 +8,7 @@ QJsonValue currentProcedure(DocumentList& documents, const QJsonArray&, QString&
   const Document& document = documents.current();
   const Procedure* procedure = document.procedureFrom(QString(), error);
   if (procedure == nullptr) return {};
-  return document.nameOf(procedure->entry);
+  return asPlainText(document.nameOf(procedure->entry));
 }
 
 QJsonValue gotoAddress(DocumentList& documents, const QJsonArray& args, QString& error) {

@@ -1,5 +1,7 @@
 #include "devhost/requests/requests.h"
 
+#include <cstdint>
+
 namespace {
 
 QJsonValue textAt(DocumentList& documents, TextByAddress Document::*texts, const QJsonArray& args,
@@ -7,7 +9,7 @@ QJsonValue textAt(DocumentList& documents, TextByAddress Document::*texts, const
   const Document& document = documents.current();
   const auto address = document.addressFrom(args[0].toString(), error);
   if (!address) return {};
-  const auto found = (document.*texts).find(*address);
+  const auto found = (document.*texts).find(document.shownAt(*address));
   return found == (document.*texts).end() ? QString("") : found->second;
 }
 
@@ -15,14 +17,20 @@ QJsonValue setTextAt(DocumentList& documents, TextByAddress Document::*texts, co
                      const QJsonArray& args, QString& error) {
   Document& document = documents.current();
   const QString text = args[0].toString();
-  const auto address = document.addressFrom(args[1].toString(), error);
-  if (!address) return {};
-  if (text.isEmpty()) {
-    (document.*texts).erase(*address);
-    return QStringLiteral("Removed the %1 at %2.").arg(what, hexAddress(*address));
+  const auto given = document.addressFrom(args[1].toString(), error);
+  if (!given) return {};
+  const std::uint64_t address = document.shownAt(*given);
+  if (readsAsJson(text)) {
+    error = QStringLiteral("The %1 cannot begin with \"%2\": it would be read as JSON and be lost.")
+                .arg(what, text.first(1));
+    return {};
   }
-  (document.*texts)[*address] = text;
-  return QStringLiteral("Set the %1 at %2.").arg(what, hexAddress(*address));
+  if (text.isEmpty()) {
+    (document.*texts).erase(address);
+    return QStringLiteral("Removed the %1 at %2.").arg(what, hexAddress(address));
+  }
+  (document.*texts)[address] = text;
+  return QStringLiteral("Set the %1 at %2.").arg(what, hexAddress(address));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ QJsonValue documentList(DocumentList& documents, const QJsonArray&, QString&) {
 }
 
 QJsonValue currentDocument(DocumentList& documents, const QJsonArray&, QString&) {
-  return documents.current().name();
+  return asPlainText(documents.current().name());
 }
 
 QJsonValue setCurrentDocument(DocumentList& documents, const QJsonArray& args, QString& error) {

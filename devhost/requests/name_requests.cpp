@@ -5,15 +5,31 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <cctype>
 
 namespace {
 
-/// A name that would break the lines of a listing is none.
+/// Why nothing can be called `name`; empty if it can.
+QString objectionTo(const QString& name) {
+  const auto isControl = [](QChar unit) { return unit.category() == QChar::Other_Control; };
+  const auto isHexDigit = [](QChar unit) {
+    return unit.unicode() < 0x80 && std::isxdigit(unit.unicode()) != 0;
+  };
+  if (name.isEmpty()) return {};
+  if (std::ranges::any_of(name, isControl)) return QStringLiteral("it has a control character");
+  if (name != name.trimmed()) return QStringLiteral("it begins or ends with a blank");
+  if (readsAsJson(name)) return QStringLiteral("it would be read as JSON and be lost");
+  const bool isNumber = name.front().isDigit() && std::ranges::all_of(name, isHexDigit);
+  if (isNumber || name.startsWith(QLatin1StringView("0x"), Qt::CaseInsensitive)) {
+    return QStringLiteral("it looks like an address");
+  }
+  return {};
+}
+
 bool isName(const QString& name, QString& error) {
-  const bool clean =
-      std::ranges::none_of(name, [](QChar unit) { return unit.category() == QChar::Other_Control; });
-  if (!clean) error = QStringLiteral("\"%1\" cannot be a name: it has a control character.").arg(name);
-  return clean;
+  const QString objection = objectionTo(name);
+  if (!objection.isEmpty()) error = QStringLiteral("\"%1\" cannot be a name: %2.").arg(name, objection);
+  return objection.isEmpty();
 }
 
 }  // namespace
@@ -31,7 +47,7 @@ QJsonValue nameOfAddress(DocumentList& documents, const QJsonArray& args, QStrin
   const Document& document = documents.current();
   const auto address = document.addressFrom(args[0].toString(), error);
   if (!address) return {};
-  return document.nameOf(*address);
+  return asPlainText(document.nameOf(*address));
 }
 
 QJsonValue setNameOfAddress(DocumentList& documents, const QJsonArray& args, QString& error) {

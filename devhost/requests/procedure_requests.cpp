@@ -61,10 +61,12 @@ TextsAt proceduresOf(const Document& document) {
   return result;
 }
 
-/// The name of what a call leads to: an import without a stub goes by its own name, not by its slot's.
+/// The name of what a call leads to: an import without a stub goes by its own name, not by its slot's,
+/// unless a user has named the slot.
 QString calleeName(const Document& document, std::uint64_t callee) {
   const ImportSlot* slot = document.image().importSlotAt(callee);
-  return slot == nullptr ? document.nameOf(callee) : QString::fromStdString(slot->name);
+  const bool isRenamed = document.nameOf(callee) != document.ownNameOf(callee);
+  return slot == nullptr || isRenamed ? document.nameOf(callee) : QString::fromStdString(slot->name);
 }
 
 }  // namespace

@@ -22,7 +22,13 @@ QJsonValue search(const QJsonArray& args, const TextsAt& candidates, QString& er
   const QDeadlineTimer deadline(kSearchTimeLimitMs);
   ByAddress found;
   for (const auto& [address, text] : candidates) {
-    if (expression.match(text).hasMatch()) found.add(address, text);
+    const QRegularExpressionMatch match = expression.match(text);
+    if (!match.isValid()) {
+      error = QStringLiteral("Matching \"%1\" takes more work than one text may, at %2.")
+                  .arg(pattern, hexAddress(address));
+      return {};
+    }
+    if (match.hasMatch()) found.add(address, text);
     if (!deadline.hasExpired()) continue;
     error = QStringLiteral("Matching \"%1\" takes too long.").arg(pattern);
     return {};

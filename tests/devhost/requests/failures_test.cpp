@@ -2,9 +2,36 @@
 
 #include "devhost/requests/requests_on_sample.h"
 
+#include <QtEndian>
+
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace {
+
+/// A 64-bit ELF file without sections, whose last segment holds `text` besides.
+QByteArray appendedToLastSegment(QByteArray bytes, const QByteArray& text) {
+  constexpr qsizetype kSectionHeadersOffset = 0x28;
+  constexpr qsizetype kSegmentCount = 0x38;
+  constexpr qsizetype kSectionCount = 0x3c;
+  constexpr qsizetype kSegments = 0x40;
+  constexpr qsizetype kSegmentHeaderSize = 0x38;
+  const auto at = [&](qsizetype offset) { return bytes.data() + offset; };
+  qToLittleEndian<std::uint64_t>(0, at(kSectionHeadersOffset));
+  qToLittleEndian<std::uint16_t>(0, at(kSectionCount));
+  qsizetype last = 0;
+  for (int i = 0; i < qFromLittleEndian<std::uint16_t>(at(kSegmentCount)); ++i) {
+    const qsizetype header = kSegments + i * kSegmentHeaderSize;
+    if (qFromLittleEndian<std::uint32_t>(at(header)) == 1) last = header;
+  }
+  const auto offset = qFromLittleEndian<std::uint64_t>(at(last + 0x08));
+  bytes += text;
+  const std::uint64_t size = static_cast<std::uint64_t>(bytes.size()) - offset;
+  qToLittleEndian<std::uint64_t>(size, bytes.data() + last + 0x20);
+  qToLittleEndian<std::uint64_t>(size, bytes.data() + last + 0x28);
+  return bytes;
+}
 
 TEST_F(Requests, FailToMakePseudoCode) {
   EXPECT_EQ(sample_.failure("pseudoCodeOfProcedure:withReply:", {"twice"}),
@@ -68,6 +95,28 @@ TEST_F(Requests, NameTheWrongPatternDocumentOrName) {
   EXPECT_EQ(sample_.failure("setCurrentDocument:withReply:", {""}), R"(There is no document "".)");
   EXPECT_EQ(sample_.failure("setNameOfAddress:to:withReply:", {"twice", "a\nb"}),
             "\"a\nb\" cannot be a name: it has a control character.");
+}
+
+TEST_F(Requests, TakeNothingForAnAddressThatOnlyLooksLikeOne) {
+  for (const char* text : {"0x0x1310", " 1310 ", "0x 1310", "0x+1310", "1310h", "0x"}) {
+    EXPECT_EQ(
+        sample_.failure("gotoAddress:withReply:", {text}),
+        QStringLiteral(
+            "\"%1\" is neither a hexadecimal address nor a label of the document \"sample_x86_64.elf\".")
+            .arg(text));
+  }
+}
+
+TEST(Search, SaysThatItGaveUp) {
+  const TestFolder folder;
+  OpenedDocuments documents;
+  QByteArray bytes = readFile(testDataPath("sample_x86_64.elf"));
+  // A long string at the end of the file, where the last segment is made to reach.
+  const QByteArray text = QByteArray(600000, 'a') + "needle";
+  documents.open(folder.write("long", appendedToLastSegment(bytes, text)));
+  const QString pattern = "(?:a|b)*needle";
+  EXPECT_TRUE(documents.failure("searchStringUsingPattern:caseSensitive:withReply:", {pattern, true})
+                  .startsWith("Matching \"(?:a|b)*needle\" takes more work than one text may, at 0x"));
 }
 
 }  // namespace

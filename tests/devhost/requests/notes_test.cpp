@@ -38,4 +38,28 @@ TEST_F(Requests, KeepBookmarksInTheOrderOfTheirAddresses) {
             "There is no bookmark at 0x1350.");
 }
 
+TEST_F(Requests, ShowACommentInTheMiddleOfAnInstructionAtThatInstruction) {
+  EXPECT_EQ(sample_.text("setComment:atAddress:withReply:", {"above", "0x1312"}),
+            "Set the comment at 0x1311.");
+  EXPECT_EQ(sample_.text("setInlineComment:atAddress:withReply:", {"beside", "0x1313"}),
+            "Set the inline comment at 0x1311.");
+  EXPECT_TRUE(sample_.text("asmOfProcedure:withReply:", {"twice"})
+                  .contains("; above\n0x1311    sub       rsp, 0x10    ; beside\n"));
+  EXPECT_EQ(sample_.text("commentAtAddress:withReply:", {"0x1314"}), "above");
+  EXPECT_EQ(sample_.text("inlineCommentAtAddress:withReply:", {"0x1311"}), "beside");
+}
+
+TEST_F(Requests, RefuseCommentsThatWouldBeReadAsJson) {
+  for (const char* text : {"[see also twice", "{", "[1]"}) {
+    const QString rest =
+        QStringLiteral(" cannot begin with \"%1\": it would be read as JSON and be lost.").arg(text[0]);
+    EXPECT_EQ(sample_.failure("setComment:atAddress:withReply:", {text, "twice"}), "The comment" + rest);
+    EXPECT_EQ(sample_.failure("setInlineComment:atAddress:withReply:", {text, "twice"}),
+              "The inline comment" + rest);
+  }
+  EXPECT_EQ(sample_.text("commentAtAddress:withReply:", {"twice"}), "");
+  EXPECT_EQ(sample_.text("setComment:atAddress:withReply:", {"see [1]", "twice"}),
+            "Set the comment at 0x1310.");
+}
+
 }  // namespace

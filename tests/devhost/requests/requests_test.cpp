@@ -70,6 +70,7 @@ TEST_F(Requests, FindTheEntryPointOfAProcedure) {
 
 TEST_F(Requests, ShowAssemblyWithNamesAndStrings) {
   EXPECT_EQ(sample_.text("asmOfProcedure:withReply:", {"twice"}).toStdString(),
+            "; procedure twice\n"
             "twice:\n"
             "0x1310    push      rbx\n"
             "0x1311    sub       rsp, 0x10\n"
@@ -175,7 +176,7 @@ TEST_F(Requests, TakeAnUnsetProcedureForTheCurrentOne) {
   EXPECT_EQ(sample_.text("currentProcedureWithReply:"), "quietly");
   EXPECT_EQ(sample_.text("addressOfProcedure:withReply:", {""}), "0x1390");
   EXPECT_EQ(sample_.ask("infoOfProcedure:withReply:", {""}).toObject()["name"], "quietly");
-  EXPECT_TRUE(sample_.text("asmOfProcedure:withReply:", {""}).startsWith("quietly:\n"));
+  EXPECT_TRUE(sample_.text("asmOfProcedure:withReply:", {""}).startsWith("; procedure quietly\nquietly:\n"));
   EXPECT_EQ(json("callersOfProcedure:withReply:", {""}), R"(["begin"])");
   EXPECT_EQ(json("calleesOfProcedure:withReply:", {""}), R"(["twice"])");
 }
