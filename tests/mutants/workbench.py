@@ -31,6 +31,7 @@ ALSO = {"load.memory_given_back"}
 FASTER_TO_BUILD = ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g0", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF",
                    "-DORVANE_HARDENED=OFF"]
 LONGEST_SHARD_S = 2
+HUNG = ", which hung"
 LONG_S = 5  # a program that takes longer waits its turn
 MEMORY_LIMIT = 6 * 1024**3  # of each test program: a fault may make it allocate for ever
 
@@ -143,7 +144,7 @@ class Copy:
                 if process.returncode != 0:
                     failure = program.path.name
             if time.monotonic() > end:
-                failure = f"{program.path.name}, which hung"
+                failure = program.path.name + HUNG
             time.sleep(0.02)
         for process in running:
             _end(process)
@@ -183,6 +184,8 @@ class Copy:
                 if program.path.stat().st_mtime_ns == modified and not program.labels & START_THE_TESTED:
                     continue  # it does not hold the changed file
                 failure = self._failure(program, program.limit_s())
+                if failure is not None and failure.endswith(HUNG):
+                    failure = self._failure(program, program.limit_s())  # or was it the machine?
                 if failure is not None:
                     return f"noticed by {failure}"
             return "SURVIVED"
