@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""document.py FIGURES TEMPLATE: prints docs/performance.md, made from a kept file of figures.
+"""document.py FIGURES TEMPLATE [PAGE]: prints docs/performance.md, made from a kept file of figures.
 
-The page says nothing that is not in the figures: its tables and numbers replace the marks {{...}} of the template.
+The page says nothing that is not in the figures: its tables and numbers replace the marks {{...}} of the template. With
+PAGE, prints nothing and ends with status 1 if that file is another page.
 """
 
 import pathlib
@@ -10,7 +11,7 @@ import sys
 
 import figures as statistics_of
 from measures import C_RELAY, SDK, SERVER, growth_series
-from targets import GROWTH_FIELD, GROWTH_LIMIT, IDLE_FIELDS, JSON_PAYLOADS, JSON_PEERS, PROGRAMS
+from targets import GROWTH_FIELD, GROWTH_LIMIT, IDLE_FIELDS, JSON_PAYLOADS, JSON_PEERS, PROGRAMS, regressions
 
 STAGES = {"1_document": "Qt parses the document", "2_compact": "Qt prints the result compactly",
           "3_decode": "decoded to UTF-16", "4_encode": "encoded to UTF-8", "5_parse": "`Json::parse`",
@@ -98,6 +99,10 @@ class Page:
         return ", ".join(f"{text}: {max(self.figures[('idle', field, SERVER)]):g}"
                          for field, text in IDLE_FIELDS.items() if ("idle", field, SERVER) in self.figures)
 
+    def above_thresholds(self):
+        lines = [f"- {line}" for line in regressions(self.figures, growth_series())]
+        return "\n".join(lines) if lines else "None."
+
     def machine(self):
         return self.run["machine"]
 
@@ -111,12 +116,16 @@ def rendered(template, figures, run):
 
 
 def main():
-    if len(sys.argv) != 3:
-        print("document.py: takes a file of figures and a template", file=sys.stderr)
+    if len(sys.argv) not in (3, 4):
+        print("document.py: takes a file of figures, a template, and a page to compare at the most", file=sys.stderr)
         sys.exit(2)
     figures, run = statistics_of.load(pathlib.Path(sys.argv[1]))
     template = pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")
-    print(rendered(template, figures, run), end="")
+    page = rendered(template, figures, run)
+    if len(sys.argv) == 3:
+        print(page, end="")
+    elif pathlib.Path(sys.argv[3]).read_text(encoding="utf-8") != page:
+        sys.exit(f"{sys.argv[3]} is not what its figures make: run ./run bench --write-document")
 
 
 if __name__ == "__main__":
