@@ -67,7 +67,8 @@ class Archive {
     constexpr std::size_t kPiece = std::size_t{1} << 24;
     for (std::size_t done = 0; done < size && isIntact(); done += kPiece) {
       const int piece = static_cast<int>(std::min(kPiece, size - done));
-      const int moved =
+      // Qt 6.4 counts in int, later releases in qint64.
+      const qint64 moved =
           writing_ ? stream_.writeRawData(bytes + done, piece) : stream_.readRawData(bytes + done, piece);
       if (moved != piece) stream_.setStatus(QDataStream::ReadPastEnd);
     }
