@@ -5,13 +5,13 @@
 
 namespace {
 
-struct Procedure {
+struct LibraryProcedure {
   std::string_view name;
   bool isReserved;  ///< by the language: no program has another procedure of this name
 };
 
 /// Procedures that never come back to their caller, whatever library they are from. C++ names are mangled.
-constexpr Procedure kNeverReturn[] = {
+constexpr LibraryProcedure kNeverReturn[] = {
     {"abort", true},           {"exit", true},
     {"_exit", true},           {"_Exit", true},
     {"quick_exit", true},      {"err", false},
@@ -27,7 +27,7 @@ constexpr Procedure kNeverReturn[] = {
 };
 
 bool isListed(std::string_view name, bool reservedOnly) {
-  const auto* const found = std::ranges::find(kNeverReturn, name, &Procedure::name);
+  const auto* const found = std::ranges::find(kNeverReturn, name, &LibraryProcedure::name);
   return found != std::end(kNeverReturn) && (found->isReserved || !reservedOnly);
 }
 
