@@ -22,7 +22,7 @@ export const kEveryTool = [
   { tool: 'goto_address', arguments: { address: 'main' }, answer: kSentence },
   { tool: 'current_address', answer: /^MAIN$/ },
   { tool: 'current_procedure', answer: /^main$/ },
-  { tool: 'procedure_assembly', arguments: { procedure: 'main' }, answer: /^main:\n/ },
+  { tool: 'procedure_assembly', arguments: { procedure: 'main' }, answer: /^; procedure main\nmain:\n/ },
   { tool: 'procedure_pseudo_code', arguments: { procedure: 'main' }, failure: /decompiler/ },
   { tool: 'procedure_callers', arguments: { procedure: 'main' }, answer: kNamesList },
   { tool: 'procedure_callees', arguments: { procedure: 'main' }, answer: kNamesList },
