@@ -77,7 +77,8 @@ TEST(BoolValue, IsFalseUnlessTheValueIsTrue) {
 }
 
 TEST(StringValue, IsTheSharedEmptyStringUnlessTheValueIsAString) {
-  const std::string& empty = Json().stringValue();
+  const Json nothing;
+  const std::string& empty = nothing.stringValue();
   EXPECT_EQ(empty, "");
   for (const Sample& sample : samples()) {
     if (sample.type == Json::Type::String) {
@@ -89,7 +90,8 @@ TEST(StringValue, IsTheSharedEmptyStringUnlessTheValueIsAString) {
 }
 
 TEST(ArrayItems, IsTheSharedEmptyArrayUnlessTheValueIsAnArray) {
-  const Json::array& empty = Json().arrayItems();
+  const Json nothing;
+  const Json::array& empty = nothing.arrayItems();
   EXPECT_TRUE(empty.empty());
   for (const Sample& sample : samples()) {
     if (sample.type == Json::Type::Array) {
@@ -101,7 +103,8 @@ TEST(ArrayItems, IsTheSharedEmptyArrayUnlessTheValueIsAnArray) {
 }
 
 TEST(ObjectItems, IsTheSharedEmptyObjectUnlessTheValueIsAnObject) {
-  const Json::object& empty = Json().objectItems();
+  const Json nothing;
+  const Json::object& empty = nothing.objectItems();
   EXPECT_TRUE(empty.empty());
   for (const Sample& sample : samples()) {
     if (sample.type == Json::Type::Object) {
