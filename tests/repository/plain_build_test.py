@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""plain_build_test.py SOURCE FOLDER
+"""plain_build_test.py SOURCE FOLDER GENERATOR
 
-Configures as someone does who names no preset. What is there is built, the rest is left out with a word about the
+Configures as someone does who names no preset, for the build program that is there. What is there is built, the rest is left out with a word about the
 package that would bring it; but what is asked for by name and cannot be had is an error.
 """
 
@@ -10,7 +10,7 @@ import shutil
 import subprocess
 import sys
 
-SOURCE, FOLDER = sys.argv[1], pathlib.Path(sys.argv[2])
+SOURCE, FOLDER, GENERATOR = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
 # As on a machine without them.
 WITHOUT = ["-DCMAKE_DISABLE_FIND_PACKAGE_Capstone=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_Editline=ON",
            "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON"]
@@ -33,7 +33,7 @@ ROWS = [
 
 def faults_of(name, options, status, words, cached):
     shutil.rmtree(FOLDER, ignore_errors=True)
-    done = subprocess.run(["cmake", "-S", SOURCE, "-B", FOLDER, *WITHOUT, *options],
+    done = subprocess.run(["cmake", "-G", GENERATOR, "-S", SOURCE, "-B", FOLDER, *WITHOUT, *options],
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
     output = " ".join(done.stdout.split())
     if done.returncode != status:
