@@ -31,6 +31,9 @@ INSTALL = "./run install"
 EMULATED_TESTS = ("cmake --preset dev && cmake --build --preset dev && "
                   "ctest --preset dev -L '^(unit|process|companion)$' --timeout 1200")
 
+BUILD_WITH_CLANG = (f"{INSTALL} fuzz && CC=clang CXX=clang++ cmake --preset dev -B build/clang && "
+                    "cmake --build build/clang")
+
 
 @dataclasses.dataclass
 class System:
@@ -42,8 +45,8 @@ class System:
 
 
 SYSTEMS = {
-    "debian-12": System("bookworm", "amd64", ["./run demo", "./run test"]),
-    "debian-13": System("trixie", "amd64", ["./run demo", "./run test"]),
+    "debian-12": System("bookworm", "amd64", ["./run demo", "./run test", BUILD_WITH_CLANG]),
+    "debian-13": System("trixie", "amd64", ["./run demo", "./run test", BUILD_WITH_CLANG]),
     "debian-12-arm64": System("bookworm", "arm64", [f"{INSTALL} build companion test", "./run demo", EMULATED_TESTS],
                               emulated=True),
 }
