@@ -62,6 +62,7 @@ class Copy:
         self.root = WORK / f"{area}{number}"
         self.build = self.root / "build"
         self.programs = []
+        self.seconds = []  # of each program, as the listing has them
         self.objects = {}
         self.original_objects = {}
 
@@ -71,7 +72,9 @@ class Copy:
 
     # --- making it ---
 
-    def prepare(self):
+    def prepare(self, timed=None):
+        """Builds the copy, and sees that its tests pass without a fault. `timed` is a copy of which that is known: how
+        long they take is taken over from it."""
         self.root.mkdir(parents=True, exist_ok=True)
         for name in COPIED:
             target = self.root / name
@@ -90,11 +93,15 @@ class Copy:
         if not self.builds():
             sys.exit("run_mutants.py: the copy does not build")
         self._find_programs()
-        for program in self.programs:
+        for number, program in enumerate(self.programs):
+            if timed:
+                program.seconds = timed.seconds[number]
+                continue
             started = time.monotonic()
             if self._failure(program, 600):
                 sys.exit(f"run_mutants.py: {program.path.name} fails without any fault")
             program.seconds = time.monotonic() - started
+        self.seconds = [program.seconds for program in self.programs]
         self.programs.sort(key=lambda program: program.seconds)
         for command in json.loads((self.build / "compile_commands.json").read_text()):
             file = os.path.relpath(command["file"], self.root)
@@ -207,11 +214,14 @@ class Workbench:
     def __init__(self, area, jobs):
         self.copies = queue.Queue()
         self.jobs = jobs
-        for number in range(jobs):
+        first = Copy(area, 0)
+        first.prepare()
+        self.copies.put(first)
+        for number in range(1, jobs):
             copy = Copy(area, number)
-            copy.prepare()
+            copy.prepare(timed=first)
             self.copies.put(copy)
-        self.build = copy.build
+        self.build = first.build
 
     def judge(self, faults):
         """Yields (fault, verdict) in the order of `faults`."""
