@@ -13,6 +13,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <new>
@@ -119,9 +121,18 @@ void limitTo(int resource, rlim_t limit) {
   setrlimit(static_cast<__rlimit_resource>(resource), &both);
 }
 
-void limitThisProcess() {
+/// SIGPROF ends this process once it has used the processor for so long.
+void limitProcessorTime(std::chrono::milliseconds limit) {
+  signal(SIGPROF, SIG_DFL);  // whoever started the host may have had it ignored
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+  const std::chrono::microseconds rest = limit - seconds;
+  const itimerval once{{}, {seconds.count(), rest.count()}};
+  setitimer(ITIMER_PROF, &once, nullptr);
+}
+
+void limitThisProcess(std::chrono::milliseconds processorTime) {
   limitTo(RLIMIT_CORE, 0);
-  limitTo(RLIMIT_CPU, kOpenTimeLimitMs / 1000);
+  limitProcessorTime(processorTime);
 #if !defined(__SANITIZE_ADDRESS__)
   // The address sanitizer reserves terabytes of address space for itself.
   limitTo(RLIMIT_AS, kOpenMemoryLimit);
@@ -166,11 +177,11 @@ void describe(const std::vector<std::uint8_t>& bytes, int descriptor, SharedProg
 
 /// `parent` is the process that asked for it.
 [[noreturn]] void runChild(const std::vector<std::uint8_t>& bytes, int descriptor, pid_t parent,
-                           SharedProgress& shared) {
+                           SharedProgress& shared, std::chrono::milliseconds processorTime) {
   // Ends with the parent; one that has ended already would never be seen to.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
-  limitThisProcess();
+  limitThisProcess(processorTime);
   silence();
   try {
     describe(bytes, descriptor, shared);
@@ -187,8 +198,8 @@ void describe(const std::vector<std::uint8_t>& bytes, int descriptor, SharedProg
 
 /// Reads until the child has closed its end. False when the time is up.
 bool readUntilClosed(int descriptor, QByteArray& data, const SharedProgress& shared,
-                     const AnalysisProgress& progress) {
-  const QDeadlineTimer deadline(kOpenTimeLimitMs);
+                     const AnalysisProgress& progress, std::chrono::milliseconds limit) {
+  const QDeadlineTimer deadline(limit);
   std::array<char, 1 << 16> piece;
   for (;;) {
     pollfd ready{descriptor, POLLIN, 0};
@@ -210,9 +221,15 @@ int waitFor(pid_t child) {
   return status;
 }
 
+QString timeIsUp(std::chrono::milliseconds limit, const char* ofWhat) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+  return QStringLiteral("was not analysed within %1 seconds%2")
+      .arg(QString::number(seconds.count()), QString::fromLatin1(ofWhat));
+}
+
 /// What the child says about `bytes`; nothing if it could not say anything, with the reason in `error`.
 std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QString& error,
-                                   const AnalysisProgress& progress) {
+                                   const AnalysisProgress& progress, const OpenTimeLimits& limits) {
   std::array<int, 2> ends = {-1, -1};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     error = QStringLiteral("cannot be analysed: no pipe is left");
@@ -223,18 +240,20 @@ std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QStri
   SharedProgress shared;
   const pid_t parent = getpid();
   const pid_t child = fork();
-  if (child == 0) runChild(bytes, writeEnd.get(), parent, shared);
+  if (child == 0) runChild(bytes, writeEnd.get(), parent, shared, limits.processor);
   if (child < 0) {
     error = QStringLiteral("cannot be analysed: no process is left");
     return std::nullopt;
   }
   writeEnd.reset();
   QByteArray answer;
-  const bool inTime = readUntilClosed(readEnd.get(), answer, shared, progress);
+  const bool inTime = readUntilClosed(readEnd.get(), answer, shared, progress, limits.clock);
   if (!inTime) kill(child, SIGKILL);
   const int status = waitFor(child);
-  if (!inTime || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)) {
-    error = QStringLiteral("was not analysed within %1 seconds").arg(kOpenTimeLimitMs / 1000);
+  if (!inTime) {
+    error = timeIsUp(limits.clock, "");
+  } else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGPROF) {
+    error = timeIsUp(limits.processor, " of processor time");
   } else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
     error = answer.startsWith(kParsed) ? QStringLiteral("makes the analysis crash")
                                        : QStringLiteral("makes the parser crash");
@@ -246,10 +265,11 @@ std::optional<QByteArray> askChild(const std::vector<std::uint8_t>& bytes, QStri
 
 }  // namespace
 
-std::optional<OpenedFile> openFile(const QString& path, QString& error, const AnalysisProgress& progress) {
+std::optional<OpenedFile> openFile(const QString& path, QString& error, const AnalysisProgress& progress,
+                                   const OpenTimeLimits& limits) {
   OpenedFile file;
   if (!readBytes(path, file.bytes, error)) return std::nullopt;
-  const std::optional<QByteArray> answer = askChild(file.bytes, error, progress);
+  const std::optional<QByteArray> answer = askChild(file.bytes, error, progress, limits);
   if (answer && answer->startsWith(kOpened) &&
       fromFlatData(answer->sliced(1), file.bytes.size(), file.image, file.analysis))
     return file;

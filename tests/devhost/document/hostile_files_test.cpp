@@ -44,7 +44,7 @@ const std::set<QString> kReasons = {
     "maps its own bytes more often than an honest file does",
     "needs more memory than is given to one file",
     "makes the parser crash",
-    "was not analysed within 60 seconds",
+    "was not analysed within 60 seconds of processor time",
 };
 
 enum class Outcome { kOpened, kRefused };
