@@ -1,5 +1,8 @@
 #include "devhost/progress_line.h"
 
+#include <sys/ioctl.h>
+
+#include <limits>
 #include <utility>
 
 namespace {
@@ -9,6 +12,16 @@ constexpr std::chrono::milliseconds kTimeBetween{100};
 
 /// To the line's first column, and everything behind it erased.
 constexpr const char* kErase = "\r\x1b[K";
+
+/// How many columns a line may have that does not run on in the next one, which would not be erased.
+int columnsOf(std::FILE* terminal) {
+  winsize size{};
+  if (ioctl(fileno(terminal), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+    return std::numeric_limits<int>::max();
+  }
+  // In the last column some terminals run on already.
+  return size.ws_col - 1;
+}
 
 }  // namespace
 
@@ -26,8 +39,11 @@ void ProgressLine::show(std::uint64_t decodedBytes, std::uint64_t codeBytes, std
   next_ = now_() + kTimeBetween;
   isShown_ = true;
   constexpr double kMebibyte = 1 << 20;
-  std::fprintf(output_, "%s%s: %.1f of %.1f MiB of code, %zu procedures", kErase, qPrintable(fileName_),
-               static_cast<double>(decodedBytes) / kMebibyte, static_cast<double>(codeBytes) / kMebibyte,
-               procedures);
+  const QString text =
+      QStringLiteral("%1: %2 of %3 MiB of code, %4 procedures")
+          .arg(fileName_, QString::number(static_cast<double>(decodedBytes) / kMebibyte, 'f', 1),
+               QString::number(static_cast<double>(codeBytes) / kMebibyte, 'f', 1),
+               QString::number(procedures));
+  std::fprintf(output_, "%s%s", kErase, qPrintable(text.left(columnsOf(output_))));
   std::fflush(output_);
 }

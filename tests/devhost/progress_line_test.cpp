@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <pty.h>
+#include <unistd.h>
+
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <string>
@@ -47,6 +51,25 @@ TEST_F(Progress, IsOneLineThatIsWrittenAnewAndGoesAway) {
   EXPECT_EQ(written(),
             "\r\x1b[Klarge: 1.0 of 8.0 MiB of code, 7 procedures\r\x1b[Klarge: 3.0 of 8.0 MiB of code, 9 "
             "procedures\r\x1b[K");
+}
+
+TEST_F(Progress, IsCutToTheWidthOfTheTerminal) {
+  constexpr winsize kNarrow{.ws_row = 24, .ws_col = 40, .ws_xpixel = 0, .ws_ypixel = 0};
+  int screen = -1;
+  int program = -1;
+  ASSERT_EQ(openpty(&screen, &program, nullptr, nullptr, &kNarrow), 0);
+  std::FILE* const terminal = fdopen(program, "w");
+  {
+    ProgressLine line(terminal, "large", [this] { return now_; });
+    now_ += std::chrono::milliseconds(1000);
+    line.show(1 << 20, 8 << 20, 7);
+  }
+  std::array<char, 100> shown{};
+  const ssize_t size = read(screen, shown.data(), shown.size());
+  EXPECT_EQ(std::string(shown.data(), static_cast<std::size_t>(size)),
+            "\r\x1b[Klarge: 1.0 of 8.0 MiB of code, 7 proced\r\x1b[K");
+  std::fclose(terminal);
+  close(screen);
 }
 
 TEST_F(Progress, IsSilentWithoutATerminal) {
