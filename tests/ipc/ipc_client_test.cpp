@@ -12,14 +12,21 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <string>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 namespace {
+
+/// Far below the channel's shortest wait, and enough for a loaded machine.
+constexpr auto kAtOnce = std::chrono::milliseconds(kReadWaitMs / 2);
 
 /// A host in a socket folder of its own; clients are told of it by TMPDIR.
 class IPCClientTest : public testing::Test {
@@ -165,6 +172,57 @@ TEST_F(IPCClientTest, ReadsALargeReplyThatComesInPieces) {
       [&] { EXPECT_EQ(client.request("s", error_).toStdString(), text); });
 }
 
+/// A text of more bytes than the socket holds, and the request that carries it.
+const QString kLargeText(4 * 1024 * 1024, u'x');
+const std::string kLargeRequest = R"({"args":[")" + kLargeText.toStdString() + R"("],"request":"s"})";
+
+TEST_F(IPCClientTest, SendsALargeRequestAsTheHostTakesIt) {
+  IPCClient client;
+  host_.accept();
+  std::string line;
+  meanwhile(
+      [&] {
+        line = host_.readLine();
+        host_.reply(success("r"));
+      },
+      [&] { EXPECT_EQ(client.request("s", error_, kLargeText), "r"); });
+  EXPECT_TRUE(line == kLargeRequest) << line.size() << " bytes";
+}
+
+TEST_F(IPCClientTest, DoesNotWaitUntilTheHostHasTakenARequestThatItAnswers) {
+  IPCClient client;
+  host_.accept();
+  const Elapsed elapsed;
+  meanwhile([&] { host_.reply(success("early")); },
+            [&] { EXPECT_EQ(client.request("s", error_, kLargeText), "early"); });
+  EXPECT_LT(elapsed.time(), kAtOnce);
+  // The rest of it goes out before the next one.
+  std::vector<std::string> lines;
+  meanwhile(
+      [&] {
+        lines = {host_.readLine(), host_.readLine()};
+        host_.reply(success("next"));
+      },
+      [&] { EXPECT_EQ(client.request("n", error_), "next"); });
+  EXPECT_TRUE(lines[0] == kLargeRequest) << lines[0].size() << " bytes";
+  EXPECT_EQ(lines[1], R"({"args":[],"request":"n"})");
+}
+
+TEST_F(IPCClientTest, TakesNoBodyThatIsCutOff) {
+  // New memory holds blanks, which would make a whole body of the beginning of one.
+  ::mallopt(M_PERTURB, 0xFF ^ ' ');
+  IPCClient client;
+  host_.accept();
+  meanwhile(
+      [&] {
+        host_.readLine();
+        host_.send(ScriptedHost::lengthField(100000) + success("good"));
+        host_.close();
+      },
+      [&] { EXPECT_EQ(client.request("s", error_), ""); });
+  ::mallopt(M_PERTURB, 0);
+}
+
 TEST_F(IPCClientTest, ReadsSurplusBytesAsTheNextReply) {
   IPCClient client;
   host_.accept();
@@ -190,9 +248,6 @@ TEST_F(IPCClientTest, ClosesTheConnectionWhenItIsDestroyed) {
   host_.readLine();
   EXPECT_TRUE(host_.ended());
 }
-
-/// Far below the channel's shortest wait, and enough for a loaded machine.
-constexpr auto kAtOnce = std::chrono::milliseconds(kReadWaitMs / 2);
 
 TEST(IPCClientWithoutHost, AnswersAtOnceWithEmptyTextsAndNeverConnects) {
   const TemporaryFolder folder;
