@@ -137,12 +137,16 @@ TEST_F(ClientText, IsEmptyForEveryOtherKindOfValue) {
 }
 
 TEST_F(ClientText, IsTrueOnlyForTrueWhereABooleanIsExpected) {
-  for (const char* const value : {"false", "null", "0", "1", R"("true")", "[true]", R"({"a": true})"}) {
-    EXPECT_EQ(call(1, "search_strings", R"({"case_sensitive": )" + std::string(value) + "}"),
-              R"({"args":["",false],"request":"searchStringUsingPattern:caseSensitive:withReply:"})")
-        << value;
+  const auto requestFor = [this](const std::string& value) {
+    const std::string request = call(1, "search_strings", R"({"case_sensitive": )" + value + "}");
     host_.reply(success("done"));
     EXPECT_EQ(server_.readLine(), textReply(1, "done"));
+    return request;
+  };
+  const std::string selector = R"("request":"searchStringUsingPattern:caseSensitive:withReply:"})";
+  EXPECT_EQ(requestFor("true"), R"({"args":["",true],)" + selector);
+  for (const char* const value : {"false", "null", "0", "1", R"("true")", "[true]", R"({"a": true})"}) {
+    EXPECT_EQ(requestFor(value), R"({"args":["",false],)" + selector) << value;
   }
 }
 

@@ -83,13 +83,6 @@ void sendByteByByte(Host& host) {
   for (const char byte : Host::framed(success("good"))) host.send(std::string_view(&byte, 1));
 }
 
-/// Sends a good reply cut in two; the server has read the first part before the second comes.
-void sendCut(Host& host, const std::string& bytes, std::size_t at) {
-  host.send(bytes.substr(0, at));
-  host.waitUntilTaken();
-  host.send(bytes.substr(at));
-}
-
 const HostFault kFaults[] = {
     {.label = "ClosesBeforeTheRequest", .beforeCall = [](Host& host) { host.close(); }, .nextText = ""},
     {.label = "ClosesBeforeTheReply", .afterRequest = [](Host& host) { host.close(); }, .nextText = ""},
@@ -209,17 +202,6 @@ INSTANTIATE_TEST_SUITE_P(Each, SlowHostFaults, testing::ValuesIn(kSlowFaults),
                          [](const auto& test) { return std::string(test.param.label); });
 
 class HostReply : public ServerWithHost {};
-
-TEST_F(HostReply, CutAtEveryOffsetIsTakenWhole) {
-  const std::string reply = Host::framed(success("good"));
-  for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
-    SCOPED_TRACE(cut);
-    call(1);
-    sendCut(host_, reply, cut);
-    EXPECT_EQ(server_.readLine(), textReply(1, "good"));
-  }
-  EXPECT_EQ(server_.diagnostics(), "");
-}
 
 TEST_F(HostReply, OfAFailureDoesNotStickToTheNextCall) {
   EXPECT_EQ(replyFor(1, failure("No.")), toolErrorReply(1, "No."));

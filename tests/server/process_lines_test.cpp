@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -105,6 +106,14 @@ TEST(ProcessLines, HandsEverythingElseToTheParser) {
       {"unended object", "{\n", parseErrorLine("unexpected end of input")},
       {"blanks around a message", " \t" + ping(1) + " \t\n", pong(1)},
   });
+}
+
+TEST(ProcessLines, SkipsALineOfNoOtherByte) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const char character = static_cast<char>(byte);
+    if (std::string_view(" \t\r\n").find(character) != std::string_view::npos) continue;
+    EXPECT_NE(processed({character, '\n'}).replies, "") << byte;
+  }
 }
 
 TEST(ProcessLines, EndsLinesAtLineFeedsAlone) {

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -32,6 +33,8 @@ ScriptedHost::~ScriptedHost() {
 void ScriptedHost::accept() {
   waitUntilReadable(listener_, "a client's connection");
   connection_ = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+  const timeval limit{.tv_sec = kWaitLimitMs / 1000, .tv_usec = 0};
+  ::setsockopt(connection_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
   ended_ = false;
   received_.clear();
 }
