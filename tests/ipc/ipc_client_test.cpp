@@ -124,20 +124,20 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(IPCClientTest, LeavesTheErrorAloneOnSuccessAndReplacesItOnFailure) {
   IPCClient client;
   host_.accept();
-  error_ = "before";
-  meanwhile(
-      [&] {
-        host_.readLine();
-        host_.reply(R"({"success":true,"result":"r"})");
-        host_.readLine();
-        host_.reply(R"({"success":false})");
-      },
-      [&] {
-        client.request("s", error_);
-        EXPECT_EQ(error_, "before");
-        client.request("s", error_);
-        EXPECT_EQ(error_, "");
-      });
+  const auto errorAfter = [&](const std::string& reply) {
+    error_ = "before";
+    meanwhile(
+        [&] {
+          host_.readLine();
+          host_.send(reply);
+        },
+        [&] { client.request("s", error_); });
+    return error_;
+  };
+  EXPECT_EQ(errorAfter(ScriptedHost::framed(success("r"))), "before");
+  EXPECT_EQ(errorAfter(ScriptedHost::framed(failure("It is so."))), "It is so.");
+  EXPECT_EQ(errorAfter(ScriptedHost::framed(R"({"success":false})")), "");
+  EXPECT_EQ(errorAfter(ScriptedHost::lengthField(0)), "");  // of the channel itself
 }
 
 TEST_F(IPCClientTest, ReadsNothingForLengthsOfZeroOrLess) {
