@@ -19,7 +19,7 @@ constexpr char kDescription[] =
     R"(Prints the entry with which CLIENT starts the server, in the form of its configuration file. With --write,
 merges the entry into that file, leaves everything else in it unchanged, and keeps a copy of the old file
 next to it. The newest three copies are kept. A file that does not parse is left alone. When TMPDIR is set,
-the entry sets it too, because clients do not pass theirs on.)";
+the entry sets it too, because not every client passes its own on.)";
 
 /// What tells the server, as every program, in which folder to look for the host's socket.
 constexpr char kTemporaryFolder[] = "TMPDIR";
@@ -82,8 +82,8 @@ std::optional<Launch> launchFor(const QCommandLineParser& parser, const Options&
   return Launch{QCoreApplication::applicationFilePath().toStdString(), {"serve", "--server", server}};
 }
 
-/// The folder in which the server is to look for the host's socket; empty when that is the usual one. Clients
-/// do not pass TMPDIR on, so the entry must carry it. One that an entry carries already must not go on
+/// The folder in which the server is to look for the host's socket; empty when that is the usual one. Not
+/// every client passes TMPDIR on, so the entry must carry it. One that an entry carries already must not go on
 /// leading elsewhere: it is made the usual folder.
 QString temporaryFolderFor(const Client& client) {
   const QString given = qEnvironmentVariable(kTemporaryFolder);
@@ -116,7 +116,7 @@ int write(const Client& client, const Launch& launch) {
   const auto folder = launch.environment.find(kTemporaryFolder);
   std::string note;
   if (folder != launch.environment.end())
-    note = " The entry sets TMPDIR to " + folder->second + ", since clients do not pass theirs on.";
+    note = " The entry sets TMPDIR to " + folder->second + ", since not every client passes its own on.";
   const int status = report(enter(client, launch), client.file + " has this entry already.", note);
   if (status == kSuccess) tellNeeds(client, stdout);
   return status;

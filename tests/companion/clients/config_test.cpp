@@ -198,7 +198,7 @@ TEST(Config, LetsEveryClientsEntryCarryTmpdirWhereThatIsSet) {
     }
     const Outcome written = runCompanion(folder, {"config", id, "--write"});
     EXPECT_THAT(written.output, HasSubstr(" The entry sets TMPDIR to " + folder.path() +
-                                          ", since clients do not pass theirs on. "))
+                                          ", since not every client passes its own on. "))
         << id;
     EXPECT_THAT(runCompanion(folder, {"config", id, "--write"}).output, HasSubstr(" has this entry already."))
         << id;
