@@ -1,6 +1,7 @@
 #include "companion/doctor/client_checks.h"
 
 #include "companion/clients/client_file.h"
+#include "companion/session/host_socket.h"
 #include "companion/session/server_location.h"
 
 #include <QCoreApplication>
@@ -87,7 +88,7 @@ bool isTurnedOff(const OrderedJson& entry) {
 
 /// Whether a server with `folder` for its TMPDIR looks for the host where this program does.
 bool isOwnTemporaryFolder(const std::string& folder) {
-  const QDir own(QDir::tempPath());
+  const QDir own(qString(temporaryFolder()));
   const QDir other(folder.empty() ? QStringLiteral("/tmp") : qString(folder));
   return own == other || (own.exists() && own.canonicalPath() == other.canonicalPath());
 }
@@ -111,8 +112,8 @@ Finding checkEntry(const Client& client, const ClientFileState& state, const std
     finding.remedy = "turn it on in " + client.name + ", or take it out: run \"orvane-mcp config " +
                      client.id + " --remove\"";
   } else if (tmpdir != state.launch.environment.end() && !isOwnTemporaryFolder(tmpdir->second)) {
-    finding.text = entry + "looks for the host in " + tmpdir->second + ", not in " +
-                   QDir::tempPath().toStdString() + " (TMPDIR)";
+    finding.text =
+        entry + "looks for the host in " + tmpdir->second + ", not in " + temporaryFolder() + " (TMPDIR)";
     finding.remedy = "set TMPDIR here as Orvane has it, then " + write;
   } else {
     return {.check = finding.check,
@@ -145,8 +146,7 @@ Finding noteOnTmpdir(const std::vector<std::string>& clients) {
   for (const std::string& client : clients) names += (names.empty() ? "" : ", ") + client;
   return {.check = "clients",
           .verdict = Verdict::kNote,
-          .text = "TMPDIR is " + QDir::tempPath().toStdString() +
-                  " here, and these entries do not say so: " + names,
+          .text = "TMPDIR is " + temporaryFolder() + " here, and these entries do not say so: " + names,
           .remedy = "run \"orvane-mcp config CLIENT --write\" for each, unless the client passes TMPDIR on"};
 }
 

@@ -6,6 +6,8 @@
 #include "companion/session/server_session.h"
 
 #include <chrono>
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
@@ -17,6 +19,19 @@ constexpr char kStartOrvane[] = "start Orvane and let it offer its external API"
 std::string errorIn(const ServerSession::Json& reply) {
   const std::string error = errorOf(reply);
   return error.empty() ? error : "the server answers with an error: " + error;
+}
+
+Finding missingSocket(const std::string& path) {
+  Finding finding{.check = "socket", .verdict = Verdict::kWrong, .text = {}, .remedy = kStartOrvane};
+  const std::string folder = temporaryFolder();
+  if (std::error_code ignored; std::filesystem::is_directory(folder, ignored)) {
+    finding.text = "there is no socket at " + path;
+    finding.remedy += "; if it runs, compare the TMPDIR that it was started with";
+  } else {
+    finding.text = "TMPDIR is " + folder + ", which is no folder; there is no socket at " + path;
+    finding.remedy = "set TMPDIR as Orvane has it";
+  }
+  return finding;
 }
 
 }  // namespace
@@ -52,10 +67,7 @@ Finding checkSocket(const std::string& path) {
       finding = {.check = "socket",
                  .text = "a host listens at " + path + " (this check opened a connection to it)"};
       break;
-    case HostSocketState::kMissing:
-      finding.text = "there is no socket at " + path;
-      finding.remedy += "; if it runs, compare the TMPDIR that it was started with";
-      break;
+    case HostSocketState::kMissing: finding = missingSocket(path); break;
     case HostSocketState::kHidden:
       finding.text = "cannot look for a socket at " + path + ": " + visit.reason;
       finding.remedy = "start Orvane as this user, or set another TMPDIR for both";

@@ -24,6 +24,11 @@ std::string hostSocketPath() {
   return (QDir::tempPath() + u'/' + QLatin1StringView(kServiceName)).toStdString();
 }
 
+std::string temporaryFolder() {
+  const std::string folder = QDir::tempPath().toStdString();
+  return folder.empty() ? qgetenv("TMPDIR").toStdString() : folder;
+}
+
 std::optional<SocketIdentity> identityOf(const std::string& path) {
   struct statx file {};
   constexpr unsigned kWanted = STATX_TYPE | STATX_INO | STATX_CTIME | STATX_BTIME;

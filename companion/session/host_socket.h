@@ -5,8 +5,11 @@
 #include <string>
 
 /// Where the server looks for the host's socket: in the folder for temporary files, as Qt resolves a plain
-/// name.
+/// name. When TMPDIR names nothing that exists, that is the root folder.
 std::string hostSocketPath();
+
+/// The folder for temporary files, or what TMPDIR names in its place and does not exist.
+std::string temporaryFolder();
 
 /// Tells one socket file from another that has the same path.
 struct SocketIdentity {

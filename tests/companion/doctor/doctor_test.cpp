@@ -94,6 +94,21 @@ TEST(Doctor, TellsASocketLeftBehindFromNoneAndFromSomethingElse) {
   EXPECT_THAT(outcome.output, HasSubstr("\nwrong  socket: " + folder.socketPath() + " is not a socket"));
 }
 
+TEST(Doctor, SaysThatTmpdirNamesNoFolder) {
+  const TemporaryFolder folder;
+  const std::string missing = folder.path() + "/missing";
+  const std::string name = fs::path(folder.socketPath()).filename();
+  // Qt then looks for a plain name in the root folder, and so does the server.
+  EXPECT_THAT(runCompanion(folder, {"doctor"}, {"TMPDIR=" + missing}).output,
+              HasSubstr("\nwrong  socket: TMPDIR is " + missing +
+                        ", which is no folder; there is no socket at /" + name + ". Remedy: "));
+  const std::string file = folder.path() + "/file";
+  put(file, "");
+  EXPECT_THAT(runCompanion(folder, {"doctor"}, {"TMPDIR=" + file}).output,
+              HasSubstr("\nwrong  socket: TMPDIR is " + file +
+                        ", which is no folder; there is no socket at " + file + "/" + name));
+}
+
 TEST(Doctor, FindsNothingWrongWithRootUsingTheSocketOfAUser) {
   const TemporaryFolder folder;
   const ScriptedHost host(folder.socketPath());
@@ -340,6 +355,18 @@ TEST(DoctorOnEntries, FindsOneWithAnotherTmpdir) {
       {"command", ORVANE_COMPANION}, {"args", {"serve"}}, {"env", {{"TMPDIR", "/elsewhere"}}}};
   EXPECT_THAT(verdictOn(folder, entry), HasSubstr(" looks for the host in /elsewhere, not in " +
                                                   folder.path() + " (TMPDIR). Remedy: "));
+}
+
+TEST(DoctorOnEntries, ComparesTmpdirsThatDoNotExist) {
+  const TemporaryFolder folder;
+  const auto verdictWith = [&](const std::string& tmpdir) {
+    const Json entry = {
+        {"command", ORVANE_COMPANION}, {"args", {"serve"}}, {"env", {{"TMPDIR", "/no/such/folder"}}}};
+    return verdictOn(folder, entry, {"TMPDIR=" + tmpdir});
+  };
+  EXPECT_THAT(verdictWith("/no/such/folder"), testing::StartsWith("ok     client cursor: "));
+  EXPECT_THAT(verdictWith("/nor/this/one"),
+              HasSubstr(" looks for the host in /no/such/folder, not in /nor/this/one (TMPDIR). Remedy: "));
 }
 
 TEST(DoctorOnEntries, NotesThoseThatLeaveTmpdirToTheClient) {
