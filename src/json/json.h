@@ -21,6 +21,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -33,6 +34,12 @@ enum JsonParse {
 };
 
 class JsonValue;
+
+/// Whether T is a class whose values become pointers to functions by themselves.
+template <typename T>
+concept BecomesFunctionPointer = std::is_class_v<T> && requires(const T& value) {
+  requires std::is_function_v<std::remove_pointer_t<decltype(+value)>>;
+};
 
 /// An immutable JSON value.
 ///
@@ -67,11 +74,13 @@ class Json final {
   Json(array&& values);
   Json(const object& values);
   Json(object&& values);
-  // Any other pointer would silently become true.
+  // Any other pointer would silently become true, and so would a lambda that captures nothing.
   template <typename T>
   Json(T*) = delete;
   template <typename T, typename Class>
   Json(T Class::*) = delete;
+  template <BecomesFunctionPointer T>
+  Json(const T&) = delete;
 
   Type type() const;
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 using json11::Json;
 
@@ -116,11 +117,15 @@ TEST(Construct, FromOtherPointersIsNotPossible) {
   static_assert(!std::is_constructible_v<Json, Json*>);
   static_assert(!std::is_constructible_v<Json, void (*)()>);
   static_assert(!std::is_constructible_v<Json, void()>);
+  static_assert(!std::is_constructible_v<Json, decltype([] {})>);
+  static_assert(!std::is_constructible_v<Json, decltype([](int) { return 1; })&>);
   static_assert(!std::is_constructible_v<Json, int Some::*>);
   static_assert(!std::is_constructible_v<Json, int (Some::*)()>);
   static_assert(std::is_constructible_v<Json, const char*>);
   static_assert(std::is_constructible_v<Json, decltype("x")>);
   static_assert(std::is_constructible_v<Json, std::nullptr_t>);
+  static_assert(std::is_constructible_v<Json, std::vector<bool>::reference>);
+  static_assert(std::is_constructible_v<Json, std::true_type>);
 }
 
 TEST(Construct, FromANullCStringThrows) {
