@@ -124,6 +124,18 @@ TEST_F(ClientText, ReachesTheHostAsItIsFromEveryToolThatTakesText) {
   }
 }
 
+TEST_F(ClientText, OfMegabytesReachesTheHostWhole) {
+  const std::string text(3'000'000, 'x');
+  const std::string comment = call(1, "set_comment", R"({"comment": ")" + text + "\"}");
+  EXPECT_TRUE(comment == R"({"args":[")" + text + R"(",""],"request":"setComment:atAddress:withReply:"})");
+  host_.reply(success("done"));
+  EXPECT_EQ(server_.readLine(), textReply(1, "done"));
+  const std::string names = call(2, "set_addresses_names", R"({"names": {"0x1": ")" + text + "\"}}");
+  EXPECT_TRUE(names == R"({"args":[{"0x1":")" + text + R"("}],"request":"setNamesOfAddresses:withReply:"})");
+  host_.reply(success("done"));
+  EXPECT_EQ(server_.readLine(), textReply(2, "done"));
+}
+
 TEST_F(ClientText, IsEmptyForEveryOtherKindOfValue) {
   int id = 0;
   for (const TextArgument& argument : textArguments()) {

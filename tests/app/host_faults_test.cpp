@@ -168,6 +168,13 @@ const HostFault kFaults[] = {
          [](Host& host) { host.send(Host::framed(success("good")) + Host::framed(success("surplus"))); },
      .text = "good",
      .nextText = "surplus"},
+    {.label = "TwoRepliesInOnePacketThenCloses",
+     .afterRequest =
+         [](Host& host) {
+           sendAndClose(host, Host::framed(success("good")) + Host::framed(success("surplus")));
+         },
+     .text = "good",
+     .nextText = ""},
     {.label = "AReplyNobodyAskedFor",
      .beforeCall = [](Host& host) { host.reply(success("surplus")); },
      .afterRequest = [](Host& host) { host.reply(success("good")); },

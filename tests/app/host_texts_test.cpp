@@ -58,6 +58,13 @@ TEST_F(HostText, AsAnErrorArrivesAsItIs) {
   EXPECT_EQ(replyFor(2, failure(R"({\"b\":1,\"a\":2})")), toolErrorReply(2, R"({\"b\":1,\"a\":2})"));
 }
 
+TEST_F(HostText, OfMegabytesArrivesWhole) {
+  const std::string text(3'000'000, 'x');
+  EXPECT_TRUE(replyFor(1, success(text)) == textReply(1, text));
+  EXPECT_TRUE(replyFor(2, failure(text)) == toolErrorReply(2, text));
+  EXPECT_TRUE(replyFor(3, successWith("[\"" + text + "\"]")) == textReply(3, R"([\")" + text + R"(\"])"));
+}
+
 TEST_F(HostText, OfEachToolsFailureIsItsError) {
   int id = 0;
   for (const char* const tool :

@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -179,6 +180,28 @@ TEST_F(ProcessWithHost, WorksOnOneThreadBesideTheMainOneWhichSleeps) {
 
 // The sanitizers and valgrind need all addresses for themselves.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(ORVANE_SERVER_UNDER_VALGRIND)
+/// The largest range of addresses that a process has set aside without any access, in bytes.
+std::size_t largestReserve(pid_t process) {
+  std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+  std::size_t largest = 0;
+  std::size_t start = 0;
+  std::size_t end = 0;
+  char dash = 0;
+  std::string access;
+  std::string rest;
+  while (std::getline(maps >> std::hex >> start >> dash >> end >> access, rest)) {
+    if (access == "---p") largest = std::max(largest, end - start);
+  }
+  return largest;
+}
+
+// Memory is kept as freed_memory_test.cpp has it. What shows from outside is that the server thread has no
+// arena of its own, for which the C library sets aside 64 MiB.
+TEST_F(ProcessWithHost, KeepsTheMemoryThatItHasFreedInOneArena) {
+  EXPECT_EQ(replyFor(1, success("done")), textReply(1, "done"));
+  EXPECT_LT(largestReserve(server_.pid()), std::size_t{32} << 20);
+}
+
 TEST(Process, EndsWhenAnAllocationFails) {
   const TemporaryFolder folder;
   ServerProcess server({.socketFolder = folder.path()});

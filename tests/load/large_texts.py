@@ -9,7 +9,7 @@ from server_under_load import ScriptedHost, Server, SocketFolder, call_line, fra
 SIZE = 64 * 1024 * 1024
 # Each way from the descriptors to Qt and back holds the text in so many forms, in UTF-8 and UTF-16, at the same time.
 MOST_FOR_LINE = 10
-MOST_FOR_REPLY = 6.5
+MOST_FOR_REPLY = 6
 TEXT = ("0123456789abcde\n" * (SIZE // 16))[:SIZE]
 
 

@@ -14,6 +14,7 @@ MIB = 1024 * 1024
 ALLOWED_MIB = 32
 SETTLING_S = 1
 LARGE_REPLIES = 6
+LARGE_LINES = 3  # of 20 MB: together more than is allowed
 
 
 def descriptions(size):
@@ -62,16 +63,17 @@ def after_large_replies(watched):
         yield f"large reply {number + 1}", watched.settled()
 
 
-def after_a_large_line(watched):
-    watched.ask("set_addresses_names", names={f"{address:#x}": "name" for address in range(1_000_000)})
-    yield "a large line", watched.settled()
+def after_large_lines(watched):
+    for number in range(LARGE_LINES):
+        watched.ask("set_addresses_names", names={f"{address:#x}": "name" for address in range(1_000_000)})
+        yield f"large line {number + 1}", watched.settled()
 
 
 def main():
     program = sys.argv[1]
     wrong = 0
     with SocketFolder() as folder, ScriptedHost(program, folder, answer):
-        for messages in (after_large_replies, after_a_large_line):
+        for messages in (after_large_replies, after_large_lines):
             with Server(program, folder) as server:
                 for what, kept in messages(Watched(server)):
                     print(f"after {what}: {kept:.1f} MiB more than idle")
