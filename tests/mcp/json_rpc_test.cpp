@@ -167,7 +167,6 @@ TEST(HandleMessage, EchoesEveryId) {
       {"boolean", ask("false"), welcomeReply("false")},
       {"array", ask("[1,2]"), welcomeReply("[1, 2]")},
       {"object", ask(R"({"b":1,"a":[]})"), welcomeReply(R"({"a": [], "b": 1})")},
-      {"missing", R"({"method":"initialize"})", welcomeReply("null")},
   });
 }
 
@@ -179,6 +178,23 @@ TEST(HandleMessage, EchoesTheIdInEveryKindOfError) {
       {"unknown tool", R"({"id": "i", "method": "tools/call", "params": {"name": "x"}})",
        toolErrorReply("\"i\"", "Unknown tool: x")},
   });
+}
+
+TEST(HandleMessage, AnswersWhatHasNoIdUnderNull) {
+  expectReplies({
+      {"initialize", R"({"method": "initialize"})", welcomeReply("null")},
+      {"list", R"({"method": "tools/list"})", resultReply("null", R"({"tools": []})")},
+      {"call without a name", R"({"method": "tools/call"})", missingNameReply("null")},
+      {"call of an unknown tool", R"({"method": "tools/call", "params": {"name": "x"}})",
+       toolErrorReply("null", "Unknown tool: x")},
+      {"unknown method", R"({"method": "x"})", unknownMethodReply("null", "x")},
+      {"no method", "{}", missingMethodReply("null")},
+  });
+  McpServer server;
+  registerTool(server.registry, {.name = "t", .description = "", .inputSchema = Json()},
+               [](const Json&, std::string&) { return Json("done"); });
+  handleMessage(server, R"({"method": "tools/call", "params": {"name": "t"}})");
+  EXPECT_THAT(server.replies, ElementsAre(textReply("null", "done")));
 }
 
 TEST(HandleMessage, TakesTheLastOfRepeatedMembers) {
