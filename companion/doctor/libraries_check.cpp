@@ -24,6 +24,7 @@ constexpr const char* kTracedLoaders[] = {"ld-linux", "ld64.so", "ld.so"};
 struct LoaderAnswer {
   QString output = {};  ///< on both its streams
   bool isComplete = false;
+  QString startFailure = {};  ///< why it could not be started; empty if it was
 };
 
 /// Whether `loader` is one that names all libraries, the missing ones too, when its environment asks for
@@ -47,6 +48,7 @@ LoaderAnswer askLoader(const std::string& loader, const std::string& program) {
     arguments.prepend(QStringLiteral("--list"));
   }
   process.start(QString::fromStdString(loader), arguments, QIODevice::ReadOnly);
+  if (!process.waitForStarted(kLoaderLimitMs)) return {.startFailure = process.errorString()};
   const bool hasEnded = process.waitForFinished(kLoaderLimitMs);
   LoaderAnswer answer{.output = QString::fromLocal8Bit(process.readAll())};
   answer.isComplete = hasEnded && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
@@ -79,6 +81,13 @@ Finding wrong(const QString& text) {
   return {.check = kCheck, .verdict = Verdict::kWrong, .text = text.toStdString(), .remedy = kReinstall};
 }
 
+/// Not the server's fault: emulators of another processor, for one, know but some of the ways to start a
+/// process.
+Finding notLookedAt(const QString& reason) {
+  const QString text = QStringLiteral("the server's shared libraries were not looked at: %1").arg(reason);
+  return {.check = kCheck, .verdict = Verdict::kNote, .text = text.toStdString()};
+}
+
 Finding checkWithLoader(const std::string& server, const std::string& loader) {
   const LoaderAnswer answer = askLoader(loader, server);
   const QString separator = QStringLiteral(", ");
@@ -87,6 +96,8 @@ Finding checkWithLoader(const std::string& server, const std::string& loader) {
   if (const QStringList missing = missingVersions(answer.output); !missing.isEmpty())
     return wrong(QStringLiteral("shared libraries of the server are too old: ") + missing.join(separator));
   if (answer.isComplete) return {.check = kCheck, .text = "the server's shared libraries are found"};
+  if (!answer.startFailure.isEmpty() && QFileInfo(QString::fromStdString(loader)).isExecutable())
+    return notLookedAt(answer.startFailure);
   const QString lastWord = answer.output.trimmed().section(u'\n', -1);
   return wrong(
       QStringLiteral("the dynamic loader %1 cannot load the server").arg(QString::fromStdString(loader)) +

@@ -93,6 +93,20 @@ TEST(CheckLibraries, RefusesAProgramWhoseLoaderIsNotThere) {
   EXPECT_EQ(finding.verdict, Verdict::kWrong);
 }
 
+TEST(CheckLibraries, JudgesNothingWhereTheLoaderCannotBeStarted) {
+  const TemporaryFolder folder;
+  const std::string loader = folder.path() + "/loader";
+  std::ofstream(loader) << "no program";
+  fs::permissions(loader, fs::perms(0700));
+  std::string program = goodProgram();
+  loaderSegment(program).p_offset = program.size();
+  loaderSegment(program).p_filesz = loader.size() + 1;
+  program.append(loader.c_str(), loader.size() + 1);
+  const Finding finding = check(program);
+  EXPECT_THAT(finding.text, testing::StartsWith("the server's shared libraries were not looked at: "));
+  EXPECT_EQ(finding.verdict, Verdict::kNote);
+}
+
 TEST(CheckLibraries, RunsNothingOfAStaticProgram) {
   const TemporaryFolder folder;
   std::string program = goodProgram();
