@@ -125,7 +125,7 @@ TEST_F(ClientText, ReachesTheHostAsItIsFromEveryToolThatTakesText) {
 }
 
 TEST_F(ClientText, OfMegabytesReachesTheHostWhole) {
-  const std::string text(3'000'000, 'x');
+  const std::string text(9'000'000, 'x');
   const std::string comment = call(1, "set_comment", R"({"comment": ")" + text + "\"}");
   EXPECT_TRUE(comment == R"({"args":[")" + text + R"(",""],"request":"setComment:atAddress:withReply:"})");
   host_.reply(success("done"));
