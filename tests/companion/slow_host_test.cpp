@@ -1,5 +1,6 @@
 // Hosts that keep a call waiting: how long the companion waits for them.
 
+#include "companion/call/scripted_call.h"
 #include "companion/companion_process.h"
 #include "support/scripted_host.h"
 
@@ -47,24 +48,18 @@ TEST(DoctorWithASlowHost, EndsWithin45SecondsWhateverTheHostSends) {
 }
 
 TEST(CallWithASlowHost, IsAnErrorWhenTheServerGivesUp) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess session(
-      {.socketFolder = folder.path(), .arguments = {"call", "--repl"}, .program = ORVANE_COMPANION});
-  session.writeLine("current_document");
-  host.accept();
-  host.readLine();
-  host.send(ScriptedHost::lengthField(kEndlessLength));
-  session.waitForDiagnostic(
+  ScriptedCall call;
+  call.host.send(ScriptedHost::lengthField(kEndlessLength));
+  call.session.waitForDiagnostic(
       "orvane-mcp: line 1: the host did not answer within 5 seconds; it may still carry the call out\n");
 
   // A server of its own, so that a late answer cannot be taken for this call's.
-  session.writeLine("current_document");
-  acceptRequest(host);
-  host.reply(R"({"success": true, "result": "the second answer"})");
-  EXPECT_EQ(session.readLine(), "the second answer");
-  session.closeInput();
-  EXPECT_EQ(session.waitForEnd(), 1 << 8);
+  call.session.writeLine("current_document");
+  acceptRequest(call.host);
+  call.host.reply(R"({"success": true, "result": "the second answer"})");
+  EXPECT_EQ(call.session.readLine(), "the second answer");
+  call.session.closeInput();
+  EXPECT_EQ(call.session.waitForEnd(), 1 << 8);
 }
 
 }  // namespace

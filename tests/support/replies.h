@@ -59,3 +59,8 @@ inline std::string unknownMethodReply(const PrintedId& id, const std::string& me
 inline std::string toolErrorReply(const PrintedId& id, const std::string& message) {
   return errorReply(id, -32000, message);
 }
+
+/// To a call that names no tool.
+inline std::string missingNameReply(const PrintedId& id) {
+  return errorReply(id, -32602, "Invalid params", "Missing params.name");
+}
