@@ -1,6 +1,7 @@
 // `orvane-mcp serve` in front of servers that end too early.
 
 #include "companion/companion_process.h"
+#include "companion/serve/relayed_call.h"
 #include "companion/serve/serve_messages.h"
 #include "support/waiting.h"
 
@@ -12,20 +13,15 @@
 namespace {
 
 TEST(ServeAfterAFault, AnswersTheMessageThatWasLostAndServesTheNext) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  host.accept();
-  host.readLine();
-  const pid_t killed = onlyChildOf(serve.pid());
+  RelayedCall call;
+  const pid_t killed = onlyChildOf(call.serve.pid());
   ::kill(killed, SIGKILL);
-  EXPECT_EQ(serve.readLine(), lostReply(1));
+  EXPECT_EQ(call.serve.readLine(), lostReply(1));
 
-  serve.writeLine(kListDocuments);
-  answerOneCall(host, "alive");
-  EXPECT_EQ(serve.readLine(), textReply("1", "alive"));
-  EXPECT_NE(onlyChildOf(serve.pid()), killed);
+  call.serve.writeLine(kListDocuments);
+  answerOneCall(call.host, "alive");
+  EXPECT_EQ(call.serve.readLine(), textReply("1", "alive"));
+  EXPECT_NE(onlyChildOf(call.serve.pid()), killed);
 }
 
 TEST(ServeAfterAFault, ReplacesAServerThatWasKilledBetweenMessagesWithoutAnError) {

@@ -1,6 +1,7 @@
 // `orvane-mcp serve` when the host comes, goes, drops the server or answers late.
 
 #include "companion/companion_process.h"
+#include "companion/serve/relayed_call.h"
 #include "companion/serve/serve_messages.h"
 #include "support/waiting.h"
 
@@ -208,18 +209,13 @@ TEST(ServeHealing, ReachesAHostThatHasDroppedTheConnectionAtTheNextCallButOne) {
 }
 
 TEST(ServeHealing, ReachesAHostThatDroppedTheConnectionInTheMiddleOfACall) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  host.accept();
-  host.readLine();
-  host.send(ScriptedHost::lengthField(100) + "half of it");
-  host.close();
-  EXPECT_EQ(serve.readLine(), textReply(1, ""));
-  serve.writeLine(callLine(2, "list_documents"));
-  answerOneCall(host, "after");
-  EXPECT_EQ(serve.readLine(), textReply(2, "after"));
+  RelayedCall call;
+  call.host.send(ScriptedHost::lengthField(100) + "half of it");
+  call.host.close();
+  EXPECT_EQ(call.serve.readLine(), textReply(1, ""));
+  call.serve.writeLine(callLine(2, "list_documents"));
+  answerOneCall(call.host, "after");
+  EXPECT_EQ(call.serve.readLine(), textReply(2, "after"));
 }
 
 TEST(ServeHealing, ReachesAHostThatHadNoRoomForTheConnection) {
@@ -251,19 +247,14 @@ TEST(ServeHealing, KeepsTheServerOfAHostThatRightlyAnswersWithEmptyTexts) {
 // A call is given up after a pause of 5 seconds in its answer, or after 35 without one; the rest that comes
 // later would be taken for the next call's.
 TEST(ServeHealing, GivesNoCallTheAnswerOfTheOneBefore) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  host.accept();
-  host.readLine();
+  RelayedCall call;
   const std::string late = ScriptedHost::framed(success("late"));
-  host.send(late.substr(0, 2));
-  EXPECT_EQ(serve.readLine(), textReply(1, ""));
-  host.send(late.substr(2));
-  serve.writeLine(callLine(2, "list_documents"));
-  answerOneCall(host, "its own");
-  EXPECT_EQ(serve.readLine(), textReply(2, "its own"));
+  call.host.send(late.substr(0, 2));
+  EXPECT_EQ(call.serve.readLine(), textReply(1, ""));
+  call.host.send(late.substr(2));
+  call.serve.writeLine(callLine(2, "list_documents"));
+  answerOneCall(call.host, "its own");
+  EXPECT_EQ(call.serve.readLine(), textReply(2, "its own"));
 }
 
 TEST(ServeHealing, HoldsForMessagesThatWereSentWithoutWaiting) {

@@ -1,6 +1,7 @@
 // `orvane-mcp serve` as a client sees it: the streams, and its end.
 
 #include "companion/companion_process.h"
+#include "companion/serve/relayed_call.h"
 #include "companion/serve/serve_messages.h"
 #include "support/waiting.h"
 
@@ -175,16 +176,11 @@ TEST(Serve, EndsTheServerWhenItIsKilled) {
 }
 
 TEST(Serve, EndsInTheMiddleOfACallWhenTheClientIsGone) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  host.accept();
-  host.readLine();
-  const pid_t server = onlyChildOf(serve.pid());
-  serve.closeInput();
-  serve.closeOutput();
-  EXPECT_EQ(exitStatus(serve), 0);
+  RelayedCall call;
+  const pid_t server = onlyChildOf(call.serve.pid());
+  call.serve.closeInput();
+  call.serve.closeOutput();
+  EXPECT_EQ(exitStatus(call.serve), 0);
   waitUntilGone(server);
 }
 
@@ -192,17 +188,13 @@ TEST(Serve, EndsInTheMiddleOfACallWhenTheClientIsGone) {
 // ----------------------------------------------------------
 
 TEST(Serve, AnswersPingItselfAtOnceAlsoWhileACallWaits) {
-  const TemporaryFolder folder;
-  ScriptedHost host(folder.socketPath());
-  ServerProcess serve(serveIn(folder));
-  serve.writeLine(kListDocuments);
-  host.accept();
-  host.readLine();
-  EXPECT_EQ(serve.ask(R"({"id": "p", "jsonrpc": "2.0", "method": "ping"})"), resultReply(R"("p")", "{}"));
-  EXPECT_EQ(serve.ask(R"({"method": "p\u0069ng", "id": 18446744073709551615, "params": {}})"),
+  RelayedCall call;
+  EXPECT_EQ(call.serve.ask(R"({"id": "p", "jsonrpc": "2.0", "method": "ping"})"),
+            resultReply(R"("p")", "{}"));
+  EXPECT_EQ(call.serve.ask(R"({"method": "p\u0069ng", "id": 18446744073709551615, "params": {}})"),
             resultReply("18446744073709551615", "{}"));
-  host.reply(success("still there"));
-  EXPECT_EQ(serve.readLine(), textReply(1, "still there"));
+  call.host.reply(success("still there"));
+  EXPECT_EQ(call.serve.readLine(), textReply(1, "still there"));
 }
 
 TEST(Serve, KeepsRepliesToNotificationsBack) {
