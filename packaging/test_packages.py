@@ -18,9 +18,12 @@ import unittest
 from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(SOURCE / "tests/systems"))
+
+from bare_root import BareRoot, system_archive  # noqa: E402
+
 PACKAGES = SOURCE / "build/package"
 BUILD = PACKAGES / "build"
-CACHE = Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "orvane-mcp-server"
 VERSION = re.search(r"project\(OrvaneMCPServer VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text())[1]
 
 HAS_COMPANION = (BUILD / "companion/orvane-mcp").exists()
@@ -58,34 +61,13 @@ def only(pattern):
     return files[0]
 
 
-def debian_system(packages):
-    """A tar file of a Debian 12 with its essential packages and those named, from the cache if it was made before."""
-    wanted = ["--variant=essential", "--include=" + ",".join(sorted(packages))] if packages else ["--variant=essential"]
-    name = hashlib.sha256(" ".join(wanted).encode()).hexdigest()[:16]
-    system = CACHE / "roots" / f"bookworm-{name}.tar"
-    if not system.exists():
-        system.parent.mkdir(parents=True, exist_ok=True)
-        # Under its final name only when complete.
-        unfinished = system.with_suffix(f".{os.getpid()}.tar")
-        try:
-            run("mmdebstrap", "--quiet", *wanted, "bookworm", unfinished)
-            unfinished.rename(system)
-        finally:
-            unfinished.unlink(missing_ok=True)
-    return system
-
-
-class Root:
-    """A Debian system in a folder, which close() removes. Its path is short, as socket paths must be."""
+class Root(BareRoot):
+    """A Debian 12 with its essential packages and those named, in a folder, which close() removes."""
 
     def __init__(self, packages=()):
-        self.holder = tempfile.TemporaryDirectory(prefix="orvane-")
-        self.path = Path(self.holder.name) / "root"
-        self.path.mkdir()
-        run("tar", "-xpf", debian_system(packages), "-C", self.path, "--exclude=./dev/*")
-
-    def close(self):
-        self.holder.cleanup()
+        options = ["--variant=essential"] + (["--include=" + ",".join(sorted(packages))] if packages else [])
+        name = hashlib.sha256(" ".join(options).encode()).hexdigest()[:16]
+        super().__init__(system_archive(f"roots/bookworm-{name}.tar", "bookworm", *options))
 
     def run(self, *command):
         return run(*ENTER, self.path, *command, env=ENVIRONMENT)

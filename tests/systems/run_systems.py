@@ -11,17 +11,16 @@ goes to build/systems/NAME.log. Needs root, for chroot; roots are made by mmdebs
 """
 
 import dataclasses
-import os
 import shutil
 import subprocess
 import sys
-import tempfile
 import time
 from pathlib import Path
 
+from bare_root import BareRoot, system_archive
+
 SOURCE = Path(__file__).resolve().parents[2]
 LOGS = SOURCE / "build/systems"
-CACHE = Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "orvane-mcp-server" / "systems"
 
 USER = "newcomer"
 CLONE = f"/home/{USER}/clone"
@@ -75,25 +74,14 @@ ENTER = ("unshare", "--mount", "--pid", "--fork", "--kill-child", "--propagation
          'exec chroot "$0" "$@"')
 
 
-def root_archive(system):
-    """A tar file of the bare system, from the cache if it was made before."""
-    archive = CACHE / f"{system.suite}-{system.architecture}.tar"
-    if archive.exists():
-        return archive
-    archive.parent.mkdir(parents=True, exist_ok=True)
-    # Under its final name only when complete.
-    unfinished = archive.with_suffix(f".{os.getpid()}.tar")
+def new_root(system):
+    """A bare root of the system, with the user in it."""
     add_user = (f'chroot "$1" useradd --create-home --shell /bin/bash {USER}; '
                 f'echo "{USER} ALL=(ALL) NOPASSWD: ALL" >"$1/etc/sudoers.d/{USER}"; '
                 'touch "$1/etc/resolv.conf"')
-    try:
-        subprocess.run(["mmdebstrap", "--quiet", "--variant=minbase", f"--architectures={system.architecture}",
-                        f"--include={PACKAGES}", f"--customize-hook={add_user}", system.suite, str(unfinished)],
-                       check=True)
-        unfinished.rename(archive)
-    finally:
-        unfinished.unlink(missing_ok=True)
-    return archive
+    return BareRoot(system_archive(f"systems/{system.suite}-{system.architecture}.tar", system.suite,
+                                   "--variant=minbase", f"--architectures={system.architecture}",
+                                   f"--include={PACKAGES}", f"--customize-hook={add_user}"))
 
 
 def in_root(root, command, log):
@@ -117,22 +105,6 @@ def install_clone(root):
     subprocess.run([*ENTER, str(root), "chown", "-R", f"{USER}:", CLONE], check=True)
 
 
-class BareRoot:
-    """A bare system in a folder of its own, which goes with this object."""
-
-    def __init__(self, system):
-        self.holder = tempfile.TemporaryDirectory(prefix="orvane-")
-        self.path = Path(self.holder.name) / "root"
-        self.path.mkdir()
-        subprocess.run(["tar", "-xpf", str(root_archive(system)), "-C", str(self.path), "--exclude=./dev/*"], check=True)
-
-    def __enter__(self):
-        return self.path
-
-    def __exit__(self, *_):
-        self.holder.cleanup()
-
-
 def timed(command, work):
     """(command, outcome, duration) and whether it passed."""
     start = time.monotonic()
@@ -143,7 +115,7 @@ def timed(command, work):
 
 def run_commands(system, commands, log, keep=None):
     """A row for each command, up to the first that fails. `keep(root)` is called when all passed."""
-    with BareRoot(system) as root:
+    with new_root(system) as root:
         install_clone(root)
         for command in commands:
             row, passed = timed(command, lambda command=command: in_clone(root, system, command, log))
@@ -168,7 +140,7 @@ def make_and_try_packages(name, system, log):
     if not folder.exists():
         return
     for what, script in (("try the archive", TRY_ARCHIVE), ("install and try the packages", TRY_PACKAGES)):
-        with BareRoot(system) as root:
+        with new_root(system) as root:
             shutil.copytree(folder, root / "packages")
             yield timed(what, lambda root=root, script=script: in_root(root, script, log))[0]
 
