@@ -83,8 +83,8 @@ std::optional<Launch> launchFor(const QCommandLineParser& parser, const Options&
 }
 
 /// The folder in which the server is to look for the host's socket; empty when that is the usual one. Not
-/// every client passes TMPDIR on, so the entry must carry it. One that an entry carries already must not go on
-/// leading elsewhere: it is made the usual folder.
+/// every client passes TMPDIR on, so the entry must carry it. One that an entry carries already must not go
+/// on leading elsewhere: it is made the usual folder.
 QString temporaryFolderFor(const Client& client) {
   const QString given = qEnvironmentVariable(kTemporaryFolder);
   if (!given.isEmpty()) return QDir(given).absolutePath();

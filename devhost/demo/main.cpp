@@ -20,7 +20,8 @@ namespace {
 constexpr int kEndLimitMs = 2000;
 constexpr int kUsageError = 2;
 
-/// Starts the host and waits until it says that it serves. The host itself limits how long it takes to open a file.
+/// Starts the host and waits until it says that it serves. The host itself limits how long it takes to open a
+/// file.
 bool startHost(QProcess& host, const QString& program, const QString& file) {
   host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
   host.start(program, {file});
