@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,6 +53,12 @@ milliseconds timeToEnd(ServerChild& child) {
   const Clock::time_point start = Clock::now();
   child.end();
   return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+}
+
+TEST_F(ServerChildTest, HoldsItsStarterUpNeitherInReadingNorInWriting) {
+  const std::unique_ptr<ServerChild> child = start("echo ready; exec sleep 1000");
+  for (const int descriptor : {child->input(), child->output(), child->diagnostics()})
+    EXPECT_NE(::fcntl(descriptor, F_GETFL) & O_NONBLOCK, 0);
 }
 
 TEST_F(ServerChildTest, LeavesNoDescriptorOpen) {
