@@ -14,6 +14,8 @@ if(ORVANE_HARDENED)
     # only if the system's start-up files do too, which Debian's do not; for the shadow stack they need nothing.
     add_compile_options(-fcf-protection=full)
     add_link_options(-Wl,-z,shstk)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+    add_compile_options(-mbranch-protection=standard)
   endif()
   add_link_options(-Wl,-z,relro -Wl,-z,now -pie)
 endif()
