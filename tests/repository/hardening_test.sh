@@ -30,7 +30,12 @@ if grep -q X86-64 <<<"$header"; then
 fi
 
 # These leave no mark of their own in the executable, or not one for all of it: what every file was compiled with.
-python3 - "$compile_commands" "$sources" $(grep -q X86-64 <<<"$header" && echo -fcf-protection=full) <<'PYTHON' || missing=1
+case $header in
+  *X86-64*) control_flow=(-fcf-protection=full) ;;
+  *AArch64*) control_flow=(-mbranch-protection=standard) ;;
+  *) control_flow=() ;;
+esac
+python3 - "$compile_commands" "$sources" "${control_flow[@]}" <<'PYTHON' || missing=1
 import json, sys
 found = missing = False
 for entry in json.load(open(sys.argv[1])):
