@@ -1,5 +1,7 @@
 #include "companion/call/history_file.h"
 
+#include "companion/common/whole_write.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -54,8 +56,9 @@ std::vector<std::string> HistoryFile::load(std::size_t count) const {
   QSaveFile shorter(path);
   if (!shorter.open(QIODevice::WriteOnly)) return lines;
   shorter.setPermissions(kOwnerOnlyPermissions);
-  for (const std::string& line : lines) shorter.write((line + '\n').c_str());
-  shorter.commit();
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  if (writeWhole(shorter, text)) shorter.commit();
   return lines;
 }
 

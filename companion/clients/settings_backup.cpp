@@ -1,5 +1,7 @@
 #include "companion/clients/settings_backup.h"
 
+#include "companion/common/whole_write.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -54,13 +56,12 @@ QString makeBackup(const QString& path, const std::string& text, const FileOwner
     error = "cannot make a backup: " + copy.errorString().toStdString();
     return {};
   }
-  const qint64 size = static_cast<qint64>(text.size());
-  const bool isWritten = ::fchown(copy.handle(), owner.user, owner.group) == 0 &&
-                         copy.write(text.data(), size) == size && copy.flush() &&
+  const bool isWritten = ::fchown(copy.handle(), owner.user, owner.group) == 0 && writeWhole(copy, text) &&
                          copy.setPermissions(QFile::permissions(path));
   if (isWritten) return name;
   error = "cannot make a backup: " + copy.errorString().toStdString();
-  copy.remove();
+  copy.close();
+  QFile::remove(name);  // the object's own remove() does nothing where closing it has failed
   return {};
 }
 

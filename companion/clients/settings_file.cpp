@@ -1,6 +1,7 @@
 #include "companion/clients/settings_file.h"
 
 #include "companion/clients/settings_backup.h"
+#include "companion/common/whole_write.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -135,7 +136,8 @@ Replacement replaceSettingsFile(const SettingsFile& file, const std::string& tex
   if (file.exists && !owner) return {.wasChangedMeanwhile = true};
   if (owner && ::fchown(target.handle(), owner->user, owner->group) != 0)
     return {.error = "cannot write " + name + " so that it keeps its owner and group: " + reasonOf(errno)};
-  target.write(text.data(), static_cast<qint64>(text.size()));
+  if (!writeWhole(target, text))
+    return {.error = "cannot write " + name + ": " + target.errorString().toStdString()};
 
   Replacement replacement;
   if (file.exists) replacement.backup = makeBackup(file.path, file.text, *owner, replacement.error);

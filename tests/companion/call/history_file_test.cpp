@@ -1,5 +1,6 @@
 #include "companion/call/history_file.h"
 
+#include "support/full_disk.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -44,6 +45,19 @@ TEST(HistoryFile, IsCutDownWhenItHoldsMoreThanTwiceTheLinesWanted) {
   EXPECT_EQ(history.load(3), (Lines{"5", "6", "7"}));
   EXPECT_EQ(fs::file_size(path), 6U);
   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
+}
+
+TEST(HistoryFile, KeepsAllItsLinesWhereTheDiskIsTooFullToCutItDown) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/history";
+  const HistoryFile history(path);
+  for (int line = 1; line <= 7; ++line) history.add(std::to_string(line));
+  {
+    const FullDisk disk(4);
+    EXPECT_EQ(history.load(3), (Lines{"5", "6", "7"}));
+  }
+  EXPECT_EQ(fs::file_size(path), 14U);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
 }
 
 TEST(HistoryFile, IsLeftOutWhereThereCanBeNone) {

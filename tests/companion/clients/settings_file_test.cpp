@@ -1,5 +1,6 @@
 #include "companion/clients/settings_file.h"
 
+#include "support/full_disk.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -65,6 +66,27 @@ TEST_F(SettingsFileTest, IsLeftAloneWhenSomebodyElseHasMadeOrRemovedIt) {
   fs::remove(path_);
   EXPECT_TRUE(replaceSettingsFile(file, "ours").wasChangedMeanwhile);
   EXPECT_EQ(filesInFolder(), 0U);
+}
+
+TEST_F(SettingsFileTest, IsLeftAloneWhenItCannotBeWritten) {
+  put("old settings");
+  const SettingsFile file = read();
+  fs::remove(path_);
+  Replacement replacement;
+  {
+    const FullDisk disk(4);
+    replacement = replaceSettingsFile(read(), "new settings");
+  }
+  EXPECT_EQ(replacement.error, "cannot write " + path_ + ": File too large");
+  EXPECT_EQ(filesInFolder(), 0U);
+  put(file.text);
+  {
+    const FullDisk disk(4);
+    replacement = replaceSettingsFile(file, "new");
+  }
+  EXPECT_EQ(replacement.error, "cannot make a backup: File too large");
+  EXPECT_EQ(read().text, "old settings");
+  EXPECT_EQ(filesInFolder(), 1U) << "no copy is left either";
 }
 
 TEST_F(SettingsFileTest, LocksTheFolderAndLeavesNothing) {
