@@ -1,5 +1,6 @@
 #include "companion/clients/settings_file.h"
 
+#include "companion/clients/settings_backup.h"
 #include "support/full_disk.h"
 #include "support/temporary_folder.h"
 
@@ -87,6 +88,15 @@ TEST_F(SettingsFileTest, IsLeftAloneWhenItCannotBeWritten) {
   EXPECT_EQ(replacement.error, "cannot make a backup: File too large");
   EXPECT_EQ(read().text, "old settings");
   EXPECT_EQ(filesInFolder(), 1U) << "no copy is left either";
+}
+
+TEST_F(SettingsFileTest, SaysWhyItCannotBeReadOrBackedUp) {
+  std::string error;
+  EXPECT_FALSE(readSettingsFile("/proc/self/mem", error)) << "nothing is mapped at its beginning";
+  EXPECT_EQ(error, "cannot read /proc/self/mem: Input/output error");
+  const QString longest = QString::fromStdString(folder_.path() + "/" + std::string(255, 'x'));
+  EXPECT_EQ(makeBackup(longest, "text", {.user = ::getuid(), .group = ::getgid()}, error), QString());
+  EXPECT_EQ(error, "cannot make a backup: File name too long");
 }
 
 TEST_F(SettingsFileTest, LocksTheFolderAndLeavesNothing) {
