@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -35,16 +36,16 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-/// The test's own environment with the options' on top; TMPDIR is the socket folder.
+/// The options' environment; beside it, the socket folder as TMPDIR, and the test's own. Each name stands
+/// once: which of two counts depends on the system.
 std::vector<std::string> environmentFor(const ServerOptions& options) {
-  std::vector<std::string> result = options.environment;
-  result.push_back("TMPDIR=" + options.socketFolder);
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string name = std::string(*entry).substr(0, std::string(*entry).find('=') + 1);
-    bool replaced = false;
-    for (const std::string& own : result) replaced = replaced || own.starts_with(name);
-    if (!replaced) result.emplace_back(*entry);
-  }
+  std::vector<std::string> candidates = options.environment;
+  candidates.push_back("TMPDIR=" + options.socketFolder);
+  for (char** entry = environ; *entry != nullptr; ++entry) candidates.emplace_back(*entry);
+  std::set<std::string> names;
+  std::vector<std::string> result;
+  for (const std::string& candidate : candidates)
+    if (names.insert(candidate.substr(0, candidate.find('='))).second) result.push_back(candidate);
   return result;
 }
 
