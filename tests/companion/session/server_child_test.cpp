@@ -1,5 +1,6 @@
 #include "companion/session/server_child.h"
 
+#include "companion/session/scripted_server.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -31,11 +31,9 @@ class ServerChildTest : public testing::Test {
  protected:
   /// Starts a server that is a shell script, and waits until it says that it runs.
   std::unique_ptr<ServerChild> start(const std::string& script) {
-    const std::string path = folder_.path() + "/server";
-    std::ofstream(path) << "#!/bin/sh\n" << script;
-    fs::permissions(path, fs::perms(0700));
     std::string error;
-    std::unique_ptr<ServerChild> child = ServerChild::start(path, ServerChild::Diagnostics::kPiped, error);
+    std::unique_ptr<ServerChild> child =
+        ServerChild::start(scriptedServer(folder_.path(), script), ServerChild::Diagnostics::kPiped, error);
     EXPECT_EQ(error, "");
     pollfd output{child->output(), POLLIN, 0};
     EXPECT_EQ(::poll(&output, 1, -1), 1);
@@ -85,6 +83,14 @@ TEST_F(ServerChildTest, IsKilledASecondAfterItWasAskedToEnd) {
   EXPECT_GE(timeToEnd(*child), kEndWait);
   EXPECT_TRUE(WIFSIGNALED(child->end()));
   EXPECT_EQ(WTERMSIG(child->end()), SIGKILL);
+}
+
+TEST_F(ServerChildTest, IsKilledAtOnceWhenItIsNotToEndByItself) {
+  const std::unique_ptr<ServerChild> child = start("trap '' TERM; echo ready; read line");
+  child->kill();
+  siginfo_t end{};
+  ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child->pid()), &end, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(end.si_status, SIGKILL);
 }
 
 TEST_F(ServerChildTest, MayEndInItsOwnWayWithinASecond) {
