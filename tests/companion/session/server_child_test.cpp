@@ -78,6 +78,25 @@ TEST_F(ServerChildTest, IsWaitedForNoLongerThanItTakesToEnd) {
   EXPECT_LT(shortest, kEndWait);
 }
 
+TEST_F(ServerChildTest, LeavesNothingBehindWhereItCannotBeExecuted) {
+  std::string error;
+  const std::string path = folder_.path() + "/none";
+  EXPECT_EQ(ServerChild::start(path, ServerChild::Diagnostics::kInherited, error), nullptr);
+  EXPECT_EQ(error, "cannot execute " + path + ": No such file or directory");
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+TEST_F(ServerChildTest, ObeysASignalThatItsStarterBlocks) {
+  sigset_t signals;
+  sigset_t before;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  ::sigprocmask(SIG_BLOCK, &signals, &before);
+  const std::unique_ptr<ServerChild> child = start("echo ready; exec sleep 1000");
+  ::sigprocmask(SIG_SETMASK, &before, nullptr);
+  EXPECT_EQ(WTERMSIG(child->end()), SIGTERM);
+}
+
 TEST_F(ServerChildTest, IsKilledASecondAfterItWasAskedToEnd) {
   const std::unique_ptr<ServerChild> child = start("trap '' TERM; echo ready; read line");
   EXPECT_GE(timeToEnd(*child), kEndWait);
