@@ -7,6 +7,7 @@ PAGE, prints nothing and ends with status 1 if that file is another page.
 
 import pathlib
 import re
+import statistics
 import sys
 
 import figures as statistics_of
@@ -64,17 +65,20 @@ class Page:
         return table(["times the other's: median (spread)", *JSON_PEERS.values()], rows)
 
     def _stage(self, payload, stage):
-        return statistics_of.median(self.figures, f"reply_way/{payload}", "cpu_time", stage)
+        """A value a round, in nanoseconds; empty where the stage is left out."""
+        return self.figures.get((f"reply_way/{payload}", "cpu_time", stage), [])
+
+    def _sum_over_whole(self, payload):
+        sums = [sum(stages) for stages in zip(*filter(None, (self._stage(payload, stage) for stage in STAGES)))]
+        return statistics_of.ratio_of(sums, self._stage(payload, "whole"))
 
     def stages(self):
-        def cell(value):
-            return "–" if value is None else f"{value / 1e6:.3g}"
+        def cell(values):
+            return f"{statistics.median(values) / 1e6:.3g}" if values else "–"
         rows = [[what] + [cell(self._stage(payload, stage)) for payload in STAGED_REPLIES]
-                for stage, what in STAGES.items()]
-        sums = [sum(self._stage(payload, stage) or 0 for stage in STAGES) for payload in STAGED_REPLIES]
-        rows.append(["**sum of the stages**"] + [cell(value) for value in sums])
-        rows.append(["**the whole way, measured as one**"] + [cell(self._stage(payload, "whole"))
-                                                             for payload in STAGED_REPLIES])
+                for stage, what in {**STAGES, "whole": "**the whole way, measured as one**"}.items()]
+        rows.append(["**sum of the stages, times the whole: median (spread)**"] +
+                    [shown(self._sum_over_whole(payload)) for payload in STAGED_REPLIES])
         return table(["milliseconds", *STAGED_REPLIES.values()], rows)
 
     def growth(self):

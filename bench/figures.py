@@ -25,8 +25,12 @@ def median(figures, measure, field, subject):
 
 def ratio(figures, measure, field, ours, other):
     """None where one of the two was not measured."""
-    pairs = zip(figures.get((measure, field, ours), []), figures.get((measure, field, other), []))
-    ratios = [first / second for first, second in pairs]
+    return ratio_of(figures.get((measure, field, ours), []), figures.get((measure, field, other), []))
+
+
+def ratio_of(ours, others):
+    """Of two lists with a value a round; None where one is empty."""
+    ratios = [first / second for first, second in zip(ours, others)]
     return Ratio(statistics.median(ratios), min(ratios), max(ratios)) if ratios else None
 
 

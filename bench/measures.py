@@ -6,6 +6,7 @@ import pathlib
 import shutil
 import subprocess
 
+KIB = 1 << 10
 MIB = 1 << 20
 
 # --- the programs ---
@@ -167,27 +168,28 @@ ROUND_TRIPS = [
 ]
 
 # Series of growing sizes.
-LINE_SIZES = [1 * MIB, 4 * MIB, 16 * MIB, 64 * MIB]
-MEMBER_COUNTS = [10_000, 40_000, 160_000, 250_000, 1_000_000]
+LINE_SIZES = [1 * KIB, 4 * KIB, 16 * KIB, 64 * KIB, 256 * KIB, 1 * MIB, 4 * MIB, 16 * MIB, 64 * MIB]
+MEMBER_COUNTS = [1, 10, 100, 1000, 10_000, 100_000, 1_000_000]
 MESSAGE_COUNTS = [1, 4, 16, 64, 256, 1024, 4096, 16_384, 25_000, 100_000]
 
 # Small sizes are repeated until they come to about so much together, in full and quick.
 REPEATED = {"request line": (16 * MIB, 4 * MIB), "reply members": (400_000, 100_000), "messages at once": (20_000, 4000)}
+MOST_REPEATS = 2000
 
 # The largest sizes of a quick run.
-QUICK_LIMITS = {"request line": 16 * MIB, "reply members": 160_000, "messages at once": 16_384}
+QUICK_LIMITS = {"request line": 16 * MIB, "reply members": 100_000, "messages at once": 16_384}
 
 
 def series_member(series, name, kind, question, repeats, options, size):
     """A measure of `size`; the option `repeats` says how often it is taken."""
-    full, quick = [max(1, total // size) for total in REPEATED[series]]
+    full, quick = [min(MOST_REPEATS, max(1, total // size)) for total in REPEATED[series]]
     in_quick = {repeats: quick} if size <= QUICK_LIMITS[series] else None
     return Measure(name, kind, question, [SERVER], {repeats: full, **options}, in_quick, size)
 
 
 def growth_series():
     """{series: its measures by growing size}"""
-    lines = [series_member("request line", f"request line of {size // MIB} MiB", "calls", LONG_LINE, "count",
+    lines = [series_member("request line", f"request line of {size // KIB:,} KiB", "calls", LONG_LINE, "count",
                            {"warm": 1, "fill": size}, size) for size in LINE_SIZES]
     replies = [series_member("reply members", f"reply of {size:,} members", "calls", names_of(size), "count",
                              {"warm": 1}, size) for size in MEMBER_COUNTS]

@@ -1,68 +1,43 @@
 // qt_floor: the least that a Qt program does which performs the exchange with the host as the server must: an
-// application object, a thread that reads the lines, one QLocalSocket with waits that block; the request is a
-// QJsonDocument printed compactly, the reply is parsed, its result printed compactly, held as a QString and
-// encoded to UTF-8 again. It knows no MCP: a line is a request, a line comes back. Its allocator is told what
-// the server's is.
+// application object; a thread that waits for input and drains it in small pieces; the channel to the host,
+// which is the server's own; the result encoded to UTF-8. It knows no MCP: a line is a request, a line comes
+// back. Its allocator is told what the server's is.
 
+#include "ipc/ipc_client.h"
 #include "server/freed_memory.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocalSocket>
 #include <QThread>
 
+#include <fcntl.h>
+#include <sys/select.h>
 #include <unistd.h>
 
-#include <cstdint>
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <string_view>
 
 namespace {
 
-constexpr std::size_t kChunkSize = 65536;  // bytes taken by one read
-constexpr int kWaitMs = 30000;             // for the host, at each step
+constexpr std::size_t kChunkSize = 4096;  // bytes taken by one read, as by the server
 
-// --- the bytes in between ---
-
-QString resultText(const QJsonValue& result) {
-  if (result.isString()) return result.toString();
-  const QJsonDocument document =
-      result.isArray() ? QJsonDocument(result.toArray()) : QJsonDocument(result.toObject());
-  return QString::fromUtf8(document.toJson(QJsonDocument::Compact));
-}
-
-QByteArray encodedResult(const QByteArray& reply) {
-  QByteArray text = resultText(QJsonDocument::fromJson(reply).object()["result"]).toUtf8();
-  text.replace('\n', ' ');  // the reader takes one line for one reply
-  return text;
-}
-
-// --- the way there and back ---
-
-bool readExactly(QLocalSocket& host, char* buffer, qint64 count) {
-  qint64 received = 0;
-  while (received < count) {
-    if (host.bytesAvailable() <= 0 && !host.waitForReadyRead(kWaitMs)) return false;
-    const qint64 taken = host.read(buffer + received, count - received);
-    if (taken < 0) return false;
-    received += taken;
+/// The result of the request that `line` is.
+QByteArray answerTo(IPCClient& host, const QByteArray& line) {
+  const QJsonObject request = QJsonDocument::fromJson(line).object();
+  const QString selector = request["request"].toString();
+  const QJsonArray arguments = request["args"].toArray();
+  QString error;
+  QByteArray text;
+  switch (arguments.size()) {
+    case 0: text = host.request(selector, error).toUtf8(); break;
+    case 1: text = host.request(selector, error, arguments[0]).toUtf8(); break;
+    default: text = host.request(selector, error, arguments[0], arguments[1]).toUtf8(); break;
   }
-  return true;
-}
-
-QByteArray exchange(QLocalSocket& host, const QByteArray& line) {
-  host.write(QJsonDocument::fromJson(line).toJson(QJsonDocument::Compact));
-  host.write("\n");
-  host.flush();
-  host.waitForReadyRead(kWaitMs);
-  std::int32_t length = 0;
-  if (!readExactly(host, reinterpret_cast<char*>(&length), sizeof length)) return {};
-  QByteArray reply(length, Qt::Uninitialized);
-  if (!readExactly(host, reply.data(), length)) return {};
-  return reply;
+  return text.replace('\n', ' ');  // the reader takes one line for one reply
 }
 
 void writeLine(QByteArray text) {
@@ -75,25 +50,39 @@ void writeLine(QByteArray text) {
   }
 }
 
-void answerLines() {
-  QLocalSocket host;
-  host.connectToServer(ORVANE_SERVICE_NAME, QIODevice::ReadWrite);
-  std::string pending;
-  char chunk[kChunkSize];
-  ssize_t count = 0;
-  while ((count = ::read(STDIN_FILENO, chunk, sizeof chunk)) > 0) {
-    const std::size_t searched = pending.size();
-    pending.append(chunk, static_cast<std::size_t>(count));
-    std::size_t begin = 0;
-    std::size_t end = pending.find('\n', searched);
-    while (end != std::string::npos) {
-      const QByteArray line(pending.data() + begin, static_cast<qsizetype>(end - begin));
-      writeLine(encodedResult(exchange(host, line)));
-      begin = end + 1;
-      end = pending.find('\n', begin);
-    }
-    pending.erase(0, begin);
+void answerLines(IPCClient& host, std::string& pending) {
+  std::size_t begin = 0;
+  std::size_t end = pending.find('\n');
+  while (end != std::string::npos) {
+    const QByteArray line(pending.data() + begin, static_cast<qsizetype>(end - begin));
+    writeLine(answerTo(host, line));
+    begin = end + 1;
+    end = pending.find('\n', begin);
   }
+  pending.erase(0, begin);
+}
+
+/// Takes what has come and answers the lines that are complete. False at the end of input.
+bool drainInput(IPCClient& host, std::string& pending) {
+  char chunk[kChunkSize];
+  while (true) {
+    const ssize_t count = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    if (count <= 0) return count < 0 && errno == EAGAIN;
+    const std::string_view bytes(chunk, static_cast<std::size_t>(count));
+    pending.append(bytes);
+    if (bytes.find('\n') != std::string_view::npos) answerLines(host, pending);
+  }
+}
+
+void serve() {
+  IPCClient host;
+  ::fcntl(STDIN_FILENO, F_SETFL, ::fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
+  std::string pending;
+  fd_set readable;
+  do {
+    FD_ZERO(&readable);
+    FD_SET(STDIN_FILENO, &readable);
+  } while (::select(STDIN_FILENO + 1, &readable, nullptr, nullptr, nullptr) > 0 && drainInput(host, pending));
 }
 
 }  // namespace
@@ -106,7 +95,7 @@ int main(int argc, char** argv) {
   keepFreedMemory();
   QCoreApplication application(argc, argv);
   QThread thread;
-  QObject::connect(&thread, &QThread::started, &thread, answerLines, Qt::DirectConnection);
+  QObject::connect(&thread, &QThread::started, &thread, serve, Qt::DirectConnection);
   QObject::connect(&thread, &QThread::started, &application, &QCoreApplication::quit);
   thread.start(QThread::InheritPriority);
   const int status = QCoreApplication::exec();
