@@ -1,6 +1,7 @@
 // Everything that a host can do wrong: the exact reply, what is said on standard error, and the state of the
 // next call.
 
+#include "support/crowd.h"
 #include "support/elapsed.h"
 #include "support/host_replies.h"
 #include "support/replies.h"
@@ -8,12 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -280,32 +278,10 @@ TEST(AbsentHost, WhoseSocketWasLeftBehindGivesEmptyTexts) {
   EXPECT_EQ(server.diagnostics(), kNoHost + std::string(kNoHost));
 }
 
-/// Connections that fill the queue of the host that listens at `socketPath`.
-class FullQueue {
- public:
-  explicit FullQueue(const std::string& socketPath) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-    do {
-      sockets_.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    } while (::connect(sockets_.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
-    EXPECT_EQ(errno, EAGAIN);
-  }
-  ~FullQueue() {
-    for (const int socket : sockets_) ::close(socket);
-  }
-  FullQueue(const FullQueue&) = delete;
-  FullQueue& operator=(const FullQueue&) = delete;
-
- private:
-  std::vector<int> sockets_;
-};
-
 TEST(BusyHost, ThatCannotQueueTheConnectionHoldsNothingUp) {
   const TemporaryFolder folder;
   const ScriptedHost host(folder.socketPath());
-  const FullQueue queue(folder.socketPath());
+  const Crowd crowd(folder.socketPath());
   const Elapsed elapsed;
   ServerProcess server({.socketFolder = folder.path()});
   EXPECT_EQ(server.ask(pingLine(1)), unknownMethodReply(1, "ping"));

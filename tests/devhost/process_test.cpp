@@ -2,6 +2,8 @@
 
 #include "devhost/devhost_process.h"
 #include "devhost/test_folder.h"
+#include "support/crowd.h"
+#include "support/scripted_host.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -11,9 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -239,33 +239,19 @@ TEST_F(Starting, RemovesTheSocketOfAHostThatWasKilled) {
             QStringLiteral("orvane-devhost: serving 1 document as ") + socketPath());
 }
 
-/// A descriptor that listens at `path` as a host of another kind does, and lets `backlog` clients wait.
-int listenAt(const QString& path, int backlog) {
-  const QByteArray name = path.toUtf8();
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
-  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(listen(listener, backlog), 0);
-  return listener;
-}
-
 TEST_F(Starting, RefusesWhereAHostOfAnotherKindListens) {
-  const int listener = listenAt(socketPath(), 5);
+  const ScriptedHost other(socketPath().toStdString());
   EXPECT_EQ(host_.run({samplePath()}), 1);
   EXPECT_TRUE(QFileInfo::exists(socketPath()));
-  close(listener);
 }
 
 TEST_F(Starting, LeavesTheSocketToAHostThatIsTooBusyToAccept) {
-  const int listener = listenAt(socketPath(), 0);
-  const RawClient waiting(socketPath());
+  const ScriptedHost other(socketPath().toStdString());
+  const Crowd crowd(socketPath().toStdString());
   EXPECT_EQ(host_.run({samplePath()}), 1);
   EXPECT_EQ(host_.standardError(),
             QStringLiteral("orvane-devhost: another host already serves %1\n").arg(socketPath()).toUtf8());
   EXPECT_TRUE(QFileInfo::exists(socketPath()));
-  close(listener);
 }
 
 TEST_F(Starting, LeavesEverythingThatIsNoSocket) {

@@ -2,15 +2,15 @@
 
 #include "companion/companion_process.h"
 #include "companion/doctor/put_file.h"
+#include "companion/session/scripted_server.h"
+#include "support/crowd.h"
 #include "support/scripted_host.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -151,39 +151,10 @@ TEST(Doctor, TellsAFolderThatMayNotBeSearchedFromOneWithoutASocket) {
                         ": Permission denied. Remedy: "));
 }
 
-/// A host that accepts nobody, and whose queue of connections is full.
-class FullHost {
- public:
-  explicit FullHost(const std::string& path) : listener_(newSocket()) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const auto* const place = reinterpret_cast<const sockaddr*>(&address);
-    EXPECT_EQ(::bind(listener_, place, sizeof address), 0);
-    EXPECT_EQ(::listen(listener_, 0), 0);
-    bool isTaken = true;
-    while (isTaken) {
-      waiting_.push_back(newSocket());
-      isTaken = ::connect(waiting_.back(), place, sizeof address) == 0;
-    }
-  }
-  ~FullHost() {
-    for (const int each : waiting_) ::close(each);
-    ::close(listener_);
-  }
-  FullHost(const FullHost&) = delete;
-  FullHost& operator=(const FullHost&) = delete;
-
- private:
-  static int newSocket() { return ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
-
-  int listener_;
-  std::vector<int> waiting_;
-};
-
 TEST(Doctor, TellsThatAHostIsBusy) {
   const TemporaryFolder folder;
-  const FullHost host(folder.socketPath());
+  const ScriptedHost host(folder.socketPath());
+  const Crowd crowd(folder.socketPath());
   const Outcome outcome = runCompanion(folder, {"doctor"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.output, HasSubstr("\nnote   socket: the host at " + folder.socketPath() +
@@ -192,9 +163,7 @@ TEST(Doctor, TellsThatAHostIsBusy) {
 
 TEST(Doctor, PrintsALineAsSoonAsItsCheckHasEnded) {
   const TemporaryFolder folder;
-  const std::string server = folder.path() + "/server";
-  put(server, "#!/bin/sh\nexec sleep 1000\n");
-  fs::permissions(server, fs::perms(0700));
+  const std::string server = scriptedServer(folder.path(), "exec sleep 1000\n");
   ServerProcess doctor({.socketFolder = folder.path(),
                         .arguments = {"doctor", "--server", server},
                         .environment = {"HOME=" + folder.path()},
@@ -238,9 +207,8 @@ TEST(Doctor, FindsThatThereIsNoServer) {
 
 TEST(Doctor, FindsAServerThatEndsAtOnceAndPassesItsLastWordOn) {
   const TemporaryFolder folder;
-  const std::string server = folder.path() + "/server";
-  put(server, "#!/bin/sh\necho 'error while loading shared libraries: libX.so' >&2\nexit 127\n");
-  fs::permissions(server, fs::perms(0700));
+  const std::string server =
+      scriptedServer(folder.path(), "echo 'error while loading shared libraries: libX.so' >&2\nexit 127\n");
   const Outcome outcome = runCompanion(folder, {"doctor", "--server", server});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.output,

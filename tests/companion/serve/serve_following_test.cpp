@@ -3,62 +3,16 @@
 #include "companion/companion_process.h"
 #include "companion/serve/relayed_call.h"
 #include "companion/serve/serve_messages.h"
+#include "support/crowd.h"
 #include "support/waiting.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <thread>
 
 namespace {
-
-/// A host whose queue of connections is full, so that no more can be made.
-class CrowdedHost {
- public:
-  explicit CrowdedHost(const std::string& path)
-      : listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    address_.sun_family = AF_UNIX;
-    std::strcpy(address_.sun_path, path.c_str());
-    const auto* const address = reinterpret_cast<const sockaddr*>(&address_);
-    if (::bind(listener_, address, sizeof address_) != 0 || ::listen(listener_, 0) != 0)
-      throw std::runtime_error("cannot listen");
-    do {
-      crowd_.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    } while (::connect(crowd_.back(), address, sizeof address_) == 0);
-  }
-  ~CrowdedHost() {
-    for (const int descriptor : crowd_) ::close(descriptor);
-    ::close(listener_);
-  }
-  CrowdedHost(const CrowdedHost&) = delete;
-  CrowdedHost& operator=(const CrowdedHost&) = delete;
-
-  void acceptTheCrowd() {
-    for (std::size_t made = crowd_.size() - 1; made > 0; --made)
-      ::close(::accept(listener_, nullptr, nullptr));
-  }
-
-  /// Takes one call from a new client and answers it.
-  void answerOneCall(const std::string& text) {
-    crowd_.push_back(::accept(listener_, nullptr, nullptr));
-    char request[1000];
-    waitUntilReadable(crowd_.back(), "a request");
-    [[maybe_unused]] const ssize_t read = ::read(crowd_.back(), request, sizeof request);
-    const std::string reply = ScriptedHost::framed(success(text));
-    [[maybe_unused]] const ssize_t written = ::write(crowd_.back(), reply.data(), reply.size());
-  }
-
- private:
-  int listener_;
-  sockaddr_un address_{};
-  std::vector<int> crowd_;  ///< all open ends; the last of the constructor's found no room
-};
 
 TEST(ServeFollowing, ReachesAHostThatWasOpenedLater) {
   const TemporaryFolder folder;
@@ -220,12 +174,16 @@ TEST(ServeHealing, ReachesAHostThatDroppedTheConnectionInTheMiddleOfACall) {
 
 TEST(ServeHealing, ReachesAHostThatHadNoRoomForTheConnection) {
   const TemporaryFolder folder;
-  CrowdedHost host(folder.socketPath());
+  ScriptedHost host(folder.socketPath());
+  const Crowd crowd(folder.socketPath());
   ServerProcess serve(serveIn(folder));
   EXPECT_EQ(serve.ask(kListDocuments), textReply(1, ""));
-  host.acceptTheCrowd();
+  for (std::size_t waiting = crowd.size(); waiting > 0; --waiting) {
+    host.accept();
+    host.close();
+  }
   serve.writeLine(callLine(2, "list_documents"));
-  host.answerOneCall("room at last");
+  answerOneCall(host, "room at last");
   EXPECT_EQ(serve.readLine(), textReply(2, "room at last"));
 }
 

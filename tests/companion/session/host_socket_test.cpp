@@ -1,16 +1,14 @@
 #include "companion/session/host_socket.h"
 
+#include "support/scripted_host.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -18,16 +16,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-/// A socket file at `path`, which must be short. Nobody listens.
-void makeSocket(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ::close(socket);
-}
 
 bool keepsTimeOfBirth(const std::string& path) {
   struct statx file {};
@@ -37,7 +25,7 @@ bool keepsTimeOfBirth(const std::string& path) {
 TEST(IdentityOfASocket, OutlivesAChangeOfItsMode) {
   const TemporaryFolder folder;
   const std::string path = folder.path() + "/socket";
-  makeSocket(path);
+  const ScriptedHost host(path);
   if (!keepsTimeOfBirth(path)) GTEST_SKIP() << "the file system does not keep when a file was made";
   const std::optional<SocketIdentity> before = identityOf(path);
   ASSERT_TRUE(before);
@@ -50,7 +38,7 @@ TEST(VisitToTheHostsSocket, TellsThatItsPathIsTooLong) {
   const std::string longest(sizeof(sockaddr_un::sun_path), 'x');
   const TemporaryFolder folder;
   const std::string path = folder.path() + "/" + longest;
-  makeSocket(folder.path() + "/socket");
+  const ScriptedHost host(folder.path() + "/socket");
   fs::rename(folder.path() + "/socket", path);
   const HostSocketVisit visit = visitHostSocket(path);
   EXPECT_EQ(visit.state, HostSocketState::kUnreachable);
