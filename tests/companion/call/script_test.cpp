@@ -24,11 +24,10 @@ namespace fs = std::filesystem;
 TEST(CallScript, MakesOneCallAfterAnotherAndSurvivesMistakes) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {},
-                        "current_document\nno_such_tool\n\ncomment \"open\n"
-                        "set_comment address=1 comment=\"two words\"\nquit\ncurrent_document\n");
-  });
+  std::future<Outcome> outcome =
+      startScript(folder,
+                  "current_document\nno_such_tool\n\ncomment \"open\n"
+                  "set_comment address=1 comment=\"two words\"\nquit\ncurrent_document\n");
   host.accept();
   EXPECT_THAT(host.readLine(), HasSubstr("currentDocument"));
   host.reply(R"({"success": true, "result": "first"})");
@@ -46,10 +45,8 @@ TEST(CallScript, MakesOneCallAfterAnotherAndSurvivesMistakes) {
 TEST(CallScript, TakesArgumentsAsJsonToo) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {},
-                        " set_comment  {\"address\": \"1\", \"comment\": \"\\\"two\\\" words\"} \n");
-  });
+  std::future<Outcome> outcome =
+      startScript(folder, " set_comment  {\"address\": \"1\", \"comment\": \"\\\"two\\\" words\"} \n");
   host.accept();
   EXPECT_THAT(host.readLine(), HasSubstr(R"(["\"two\" words","1"])"));
   host.reply(R"({"success": true, "result": "done"})");
@@ -58,7 +55,7 @@ TEST(CallScript, TakesArgumentsAsJsonToo) {
 
 TEST(CallScript, NamesTheToolsAndTheirArguments) {
   const TemporaryFolder folder;
-  const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "help\nhelp goto_address\n");
+  const Outcome outcome = runScript(folder, "help\nhelp goto_address\n");
   EXPECT_THAT(outcome.output, HasSubstr("\nsearch_strings [case_sensitive=boolean] [pattern=string]\n"));
   EXPECT_THAT(outcome.output,
               HasSubstr("\n  address (string): The address in hexadecimal, or a label name.\n"));
@@ -72,14 +69,13 @@ TEST(CallScript, ReachesAHostThatIsOpenedLater) {
   ScriptedHost host(folder.socketPath());
   session.writeLine("current_document");
   host.accept();
-  host.readLine();
-  host.reply(R"({"success": true, "result": "here"})");
+  answer(host);
   EXPECT_EQ(session.readLine(), "here");
 }
 
 TEST(CallScript, TellsThatALineEndsInABackslash) {
   const TemporaryFolder folder;
-  const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "comment address=a\\\nhelp \"a\\\n");
+  const Outcome outcome = runScript(folder, "comment address=a\\\nhelp \"a\\\n");
   EXPECT_EQ(outcome.error,
             "orvane-mcp: line 1: nothing is behind the backslash at the end\n"
             "orvane-mcp: line 2: nothing is behind the backslash at the end\n");
@@ -88,10 +84,8 @@ TEST(CallScript, TellsThatALineEndsInABackslash) {
 TEST(CallScript, TakesABackslashThatQuotesOrIsQuoted) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {},
-                        "comment address=a\\\\\ncomment address='a\\'\ncomment address=\"a\\\\\"\n");
-  });
+  std::future<Outcome> outcome =
+      startScript(folder, "comment address=a\\\\\ncomment address='a\\'\ncomment address=\"a\\\\\"\n");
   host.accept();
   for (int line = 0; line < 3; ++line) {
     EXPECT_EQ(host.readLine(), R"({"args":["a\\"],"request":"commentAtAddress:withReply:"})");
@@ -102,8 +96,7 @@ TEST(CallScript, TakesABackslashThatQuotesOrIsQuoted) {
 
 TEST(CallScript, RefusesAZeroByte) {
   const TemporaryFolder folder;
-  const Outcome outcome =
-      runCompanion(folder, {"call", "--repl"}, {}, std::string("current_document\0 x=1\n", 22));
+  const Outcome outcome = runScript(folder, std::string("current_document\0 x=1\n", 22));
   EXPECT_EQ(outcome.error, "orvane-mcp: line 1: the line holds a zero byte\n");
   EXPECT_EQ(outcome.status, 1);
 }
@@ -111,11 +104,8 @@ TEST(CallScript, RefusesAZeroByte) {
 TEST(CallScript, MayHaveCarriageReturnsBeforeItsLineFeeds) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(
-        folder, {"call", "--repl"}, {},
-        "\r\ncomment address=1\r\ncomment {\"address\": \"2\"}\r\nquit\r\ncurrent_document\r\n");
-  });
+  std::future<Outcome> outcome = startScript(
+      folder, "\r\ncomment address=1\r\ncomment {\"address\": \"2\"}\r\nquit\r\ncurrent_document\r\n");
   host.accept();
   EXPECT_THAT(host.readLine(), HasSubstr(R"(["1"])"));
   host.reply(kAnswer);
@@ -129,9 +119,9 @@ TEST(CallScript, MayHaveCarriageReturnsBeforeItsLineFeeds) {
 
 TEST(CallScript, EndsWithStatusOneWhenALineFailed) {
   const TemporaryFolder folder;
-  EXPECT_EQ(runCompanion(folder, {"call", "--repl"}, {}, "help\nquit\n").status, 0);
-  EXPECT_EQ(runCompanion(folder, {"call", "--repl"}, {}, "help no_such_tool\nhelp\n").status, 1);
-  const Outcome outcome = runCompanion(folder, {"call", "--repl"}, {}, "\n\ncurrent_document");
+  EXPECT_EQ(runScript(folder, "help\nquit\n").status, 0);
+  EXPECT_EQ(runScript(folder, "help no_such_tool\nhelp\n").status, 1);
+  const Outcome outcome = runScript(folder, "\n\ncurrent_document");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.error, testing::StartsWith("orvane-mcp: line 3: no host answers at "));
 }
@@ -197,9 +187,7 @@ TEST(CallScript, TellsThatTheHostClosedTheConnectionAndGoesOnWithAFreshOne) {
 TEST(CallScript, TakesAnEmptyTextForAnAnswer) {
   const TemporaryFolder folder;
   ScriptedHost host(folder.socketPath());
-  auto outcome = std::async(std::launch::async, [&folder] {
-    return runCompanion(folder, {"call", "--repl"}, {}, "current_document\ncurrent_document\n");
-  });
+  std::future<Outcome> outcome = startScript(folder, "current_document\ncurrent_document\n");
   host.accept();
   for (int call = 0; call < 2; ++call) {
     EXPECT_THAT(host.readLine(), HasSubstr("currentDocument"));
