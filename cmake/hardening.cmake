@@ -7,15 +7,21 @@ endif()
 option(ORVANE_HARDENED "Build with the compiler's and the linker's defences" ${hardened})
 unset(hardened)
 
+# Marks every target of an indirect branch. Each processor has a name of its own for it.
+set(control_flow_protection "")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  set(control_flow_protection -fcf-protection=full)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+  set(control_flow_protection -mbranch-protection=standard)
+endif()
+
 if(ORVANE_HARDENED)
-  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection)
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection
+                      ${control_flow_protection})
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-    # Marks every target of an indirect branch and leaves return addresses alone. The linker says so in the executable
-    # only if the system's start-up files do too, which Debian's do not; for the shadow stack they need nothing.
-    add_compile_options(-fcf-protection=full)
+    # Leaves return addresses alone. That branches are marked the linker says only if the system's start-up files are
+    # marked too, which Debian's are not; for the shadow stack they need nothing.
     add_link_options(-Wl,-z,shstk)
-  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
-    add_compile_options(-mbranch-protection=standard)
   endif()
   add_link_options(-Wl,-z,relro -Wl,-z,now -pie)
 endif()
