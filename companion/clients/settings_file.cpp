@@ -130,14 +130,13 @@ Replacement replaceSettingsFile(const SettingsFile& file, const std::string& tex
   const std::string name = file.path.toStdString();
   if (!makeFolders(file.path)) return {.error = "cannot make the folder of " + name};
   QSaveFile target(file.path);
-  if (!target.open(QIODevice::WriteOnly))
-    return {.error = "cannot write " + name + ": " + target.errorString().toStdString()};
+  const auto cannotWrite = [&] { return "cannot write " + name + ": " + target.errorString().toStdString(); };
+  if (!target.open(QIODevice::WriteOnly)) return {.error = cannotWrite()};
   const std::optional<FileOwner> owner = ownerFor(file);
   if (file.exists && !owner) return {.wasChangedMeanwhile = true};
   if (owner && ::fchown(target.handle(), owner->user, owner->group) != 0)
     return {.error = "cannot write " + name + " so that it keeps its owner and group: " + reasonOf(errno)};
-  if (!writeWhole(target, text))
-    return {.error = "cannot write " + name + ": " + target.errorString().toStdString()};
+  if (!writeWhole(target, text)) return {.error = cannotWrite()};
 
   Replacement replacement;
   if (file.exists) replacement.backup = makeBackup(file.path, file.text, *owner, replacement.error);
@@ -149,8 +148,7 @@ Replacement replaceSettingsFile(const SettingsFile& file, const std::string& tex
     removeOldBackups(file.path, kKeptBackups);
     return replacement;
   }
-  if (!replacement.wasChangedMeanwhile)
-    replacement.error = "cannot write " + name + ": " + target.errorString().toStdString();
+  if (!replacement.wasChangedMeanwhile) replacement.error = cannotWrite();
   if (file.exists) QFile::remove(replacement.backup);
   replacement.backup.clear();
   return replacement;
