@@ -62,7 +62,6 @@ class Copy:
         self.root = WORK / f"{area}{number}"
         self.build = self.root / "build"
         self.programs = []
-        self.seconds = []  # of each program, as the listing has them
         self.objects = {}
         self.original_objects = {}
 
@@ -93,16 +92,11 @@ class Copy:
         if not self.builds():
             sys.exit("run_mutants.py: the copy does not build")
         self._find_programs()
-        for number, program in enumerate(self.programs):
-            if timed:
-                program.seconds = timed.seconds[number]
-                continue
-            started = time.monotonic()
-            if self._failure(program, 600):
-                sys.exit(f"run_mutants.py: {program.path.name} fails without any fault")
-            program.seconds = time.monotonic() - started
-        self.seconds = [program.seconds for program in self.programs]
-        self.programs.sort(key=lambda program: program.seconds)
+        if timed:
+            for program, same in zip(self.programs, timed.programs, strict=True):
+                program.seconds = same.seconds
+        else:
+            self._time_programs()
         for command in json.loads((self.build / "compile_commands.json").read_text()):
             file = os.path.relpath(command["file"], self.root)
             if "output" in command and "_verify_interface" not in command["output"]:
@@ -125,6 +119,13 @@ class Copy:
                 program = found.setdefault((path, *arguments), TestProgram(pathlib.Path(path), arguments, labels))
                 program.tests += 1
         self.programs = list(found.values())
+
+    def _time_programs(self):
+        for program in self.programs:
+            started = time.monotonic()
+            if self._failure(program, 600):
+                sys.exit(f"run_mutants.py: {program.path.name} fails without any fault")
+            program.seconds = time.monotonic() - started
 
     # --- using it ---
 
@@ -212,15 +213,14 @@ class Workbench:
     """Several copies of one area ("src", "companion", "devhost")."""
 
     def __init__(self, area, jobs):
-        self.copies = queue.Queue()
-        self.jobs = jobs
-        first = Copy(area, 0)
+        first, *others = [Copy(area, number) for number in range(jobs)]
         first.prepare()
-        self.copies.put(first)
-        for number in range(1, jobs):
-            copy = Copy(area, number)
+        for copy in others:
             copy.prepare(timed=first)
+        self.copies = queue.Queue()
+        for copy in (first, *others):
             self.copies.put(copy)
+        self.jobs = jobs
         self.build = first.build
 
     def judge(self, faults):
