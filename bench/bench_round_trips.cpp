@@ -1,14 +1,14 @@
 // bench_round_trips: starts a host and a program that serves lines, each with this driver pinned to one
-// processor core, and measures the program from outside. Prints one line of JSON. See usage() below.
+// processor core, and measures the program from outside. Prints one line of JSON. See round_trip_options.cpp.
 
 #include "child_process.h"
 #include "process_status.h"
+#include "round_trip_options.h"
 
 #include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -25,115 +25,10 @@ namespace {
 constexpr unsigned kLimitSeconds = 120;  // a measure that takes longer has gone wrong
 constexpr auto kSettlingTime = std::chrono::milliseconds(300);
 
-constexpr const char* kUsage =
-    R"(Usage: bench_round_trips MEASURE [OPTION]... -- PROGRAM [ARGUMENT]...
-measures
-  calls   lines one at a time, each after the last one's reply
-  burst   all lines written at once
-  start   from the start of the program to its first reply, and its memory then
-  stays   lines one at a time, then the memory that the program still holds after --seconds of silence
-  idle    processor time and context switches while nothing happens, before and after end of input
-options
-  --host PROGRAM   is started first, and prints a line when it is ready
-  --greet LINE     is sent first and answered; not counted
-  --tell LINE      is sent after it and not answered
-  --ask LINE       is the request; in it @ID@ stands for a running number and @FILL@ for filling
-  --fill BYTES     how much filling (0)
-  --count N        how many requests (1000), or starts
-  --warm N         how many requests before them, not counted (0)
-  --times N        how many bursts (1)
-  --seconds N      how long to be silent, each time (1)
-)";
-
-struct Options {
-  std::string measure;
-  std::string host;
-  std::string greeting;
-  std::string notice;
-  std::string request;
-  long fill = 0;
-  long count = 1000;
-  long warm = 0;
-  long times = 1;
-  long seconds = 1;
-  std::vector<std::string> program;
-};
-
 using Clock = std::chrono::steady_clock;
 
 double microsecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-// --- options ---
-
-[[noreturn]] void refuse(const std::string& reason) {
-  std::fprintf(stderr, "bench_round_trips: %s\n", reason.c_str());
-  std::exit(2);
-}
-
-long numberIn(std::string_view option, const std::string& text) {
-  long number = -1;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (failure != std::errc() || end != text.data() + text.size() || number < 0) {
-    refuse("'" + text + "' is no number for " + std::string(option));
-  }
-  return number;
-}
-
-struct TextOption {
-  std::string_view name;
-  std::string Options::*value;
-};
-constexpr TextOption kTextOptions[] = {{"--host", &Options::host},
-                                       {"--greet", &Options::greeting},
-                                       {"--tell", &Options::notice},
-                                       {"--ask", &Options::request}};
-
-struct NumberOption {
-  std::string_view name;
-  long Options::*value;
-};
-constexpr NumberOption kNumberOptions[] = {{"--fill", &Options::fill},
-                                           {"--count", &Options::count},
-                                           {"--warm", &Options::warm},
-                                           {"--times", &Options::times},
-                                           {"--seconds", &Options::seconds}};
-
-void setOption(Options& options, const std::string& name, const std::string& value) {
-  for (const TextOption& option : kTextOptions) {
-    if (option.name == name) {
-      options.*option.value = value;
-      return;
-    }
-  }
-  for (const NumberOption& option : kNumberOptions) {
-    if (option.name == name) {
-      options.*option.value = numberIn(name, value);
-      return;
-    }
-  }
-  refuse("there is no option '" + name + "'");
-}
-
-Options readOptions(const std::vector<std::string>& arguments) {
-  if (arguments.empty()) refuse("a measure is missing; --help lists them");
-  if (arguments.front() == "--help") {
-    std::fputs(kUsage, stdout);
-    std::exit(0);
-  }
-  Options options;
-  options.measure = arguments.front();
-  std::size_t next = 1;
-  while (next < arguments.size() && arguments[next] != "--") {
-    if (next + 1 == arguments.size()) refuse("'" + arguments[next] + "' needs a value");
-    setOption(options, arguments[next], arguments[next + 1]);
-    next += 2;
-  }
-  if (next + 1 >= arguments.size()) refuse("a program is missing; it follows '--'");
-  options.program.assign(arguments.begin() + static_cast<std::ptrdiff_t>(next) + 1, arguments.end());
-  if (options.count == 0 || options.times == 0) refuse("nothing is measured with a count of 0");
-  return options;
 }
 
 // --- lines ---
