@@ -1,5 +1,6 @@
 #include "devhost/image/elf_image.h"
 
+#include "devhost/image/elf_processor.h"
 #include "devhost/image/unwind_table.h"
 
 #include <llvm/BinaryFormat/ELF.h>
@@ -14,36 +15,6 @@
 namespace {
 
 namespace ELF = llvm::ELF;
-
-/// The kinds of relocation of one processor that matter here.
-struct RelocationTypes {
-  Architecture architecture;
-  std::uint32_t globalData;
-  std::uint32_t jumpSlot;
-  std::uint32_t relative;
-  std::uint32_t resolved;  ///< by calling what it names
-  std::uint32_t absolute;
-};
-constexpr RelocationTypes kRelocationTypes[] = {
-    {Architecture::kX8664, ELF::R_X86_64_GLOB_DAT, ELF::R_X86_64_JUMP_SLOT, ELF::R_X86_64_RELATIVE,
-     ELF::R_X86_64_IRELATIVE, ELF::R_X86_64_64},
-    {Architecture::kX86, ELF::R_386_GLOB_DAT, ELF::R_386_JUMP_SLOT, ELF::R_386_RELATIVE, ELF::R_386_IRELATIVE,
-     ELF::R_386_32},
-    {Architecture::kArm, ELF::R_ARM_GLOB_DAT, ELF::R_ARM_JUMP_SLOT, ELF::R_ARM_RELATIVE, ELF::R_ARM_IRELATIVE,
-     ELF::R_ARM_ABS32},
-    {Architecture::kArm64, ELF::R_AARCH64_GLOB_DAT, ELF::R_AARCH64_JUMP_SLOT, ELF::R_AARCH64_RELATIVE,
-     ELF::R_AARCH64_IRELATIVE, ELF::R_AARCH64_ABS64},
-};
-
-std::optional<Architecture> architectureOfElfMachine(std::uint16_t machine) {
-  switch (machine) {
-    case ELF::EM_386: return Architecture::kX86;
-    case ELF::EM_X86_64: return Architecture::kX8664;
-    case ELF::EM_ARM: return Architecture::kArm;
-    case ELF::EM_AARCH64: return Architecture::kArm64;
-    default: return std::nullopt;
-  }
-}
 
 /// Tables for unwinding: their bytes look like text here and there but never are.
 bool holdsUnwindTables(std::string_view section) {
@@ -80,7 +51,7 @@ class ElfReader {
   void read() {
     addSegments();
     sections_ = orEmpty(elf_.sections());
-    addSections();
+    for (const Shdr& section : sections_) addSection(section);
     readDynamicTable();
     addSymbolTables();
     addFunctionsOfUnwindTable();
@@ -96,7 +67,6 @@ class ElfReader {
   static constexpr std::size_t kPointerSize = Elf::Is64Bits ? 8 : 4;
 
   void addSegments();
-  void addSections();
   void addSection(const Shdr& section);
   void readDynamicTable();
   std::uint64_t dynamicSymbolCount() const;
@@ -153,11 +123,6 @@ void ElfReader<Elf>::addSegments() {
   draft_.settleSegments();
   std::vector<Segment>& segments = draft_.image.segments;
   for (std::size_t i = 0; i < segments.size(); ++i) segments[i].name = "LOAD" + std::to_string(i);
-}
-
-template <typename Elf>
-void ElfReader<Elf>::addSections() {
-  for (const Shdr& section : sections_) addSection(section);
 }
 
 template <typename Elf>
@@ -270,19 +235,11 @@ void ElfReader<Elf>::addFunctionsOfUnwindTable() {
     const llvm::ArrayRef<std::uint8_t> table = recordsAt<std::uint8_t>(section.sh_addr, section.sh_size);
     return addFunctionsOfEhFrame(draft_, {table.data(), table.size()}, section.sh_addr);
   }
-  // Without sections, the header of the table tells where it is, as four bytes from their own place.
-  constexpr std::uint64_t kVersionAndEncoding = 0x1b01;
-  constexpr std::uint64_t kPlaceOfPointer = 4;
+  // Without sections, a segment leads to the table.
   const auto headers = orEmpty(elf_.program_headers());
   for (const auto& segment : headers) {
     if (segment.p_type != ELF::PT_GNU_EH_FRAME) continue;
-    const std::uint64_t place = segment.p_vaddr + kPlaceOfPointer;
-    const auto header = bytes_.number(segment.p_vaddr, 4);
-    const auto distance = bytes_.number(place, 4);
-    if (!header || !distance || (*header & 0xffffU) != kVersionAndEncoding) return;
-    const std::uint64_t table =
-        place + static_cast<std::uint64_t>(static_cast<std::int32_t>(static_cast<std::uint32_t>(*distance)));
-    return addFunctionsOfEhFrame(draft_, bytes_.from(table), table);
+    return addFunctionsBehindEhFrameHeader(draft_, bytes_, segment.p_vaddr);
   }
 }
 
@@ -326,16 +283,20 @@ void ElfReader<Elf>::addTable(llvm::ArrayRef<Relocation> table) {
 template <typename Elf>
 void ElfReader<Elf>::addRelocation(std::uint64_t cell, std::uint32_t type, const Sym* symbol,
                                    std::optional<std::uint64_t> addend) {
-  const RelocationTypes& types =
-      *std::ranges::find(kRelocationTypes, draft_.image.architecture, &RelocationTypes::architecture);
   // What is not in the relocation stands in the cell.
   const auto added = [&] { return addend ? addend : bytes_.number(cell, kPointerSize); };
-  if (type == types.relative || type == types.resolved) {
-    if (const auto pointer = added()) draft_.addPointer(cell, *pointer);
-  } else if (type == types.absolute && symbol != nullptr && symbol->st_shndx != ELF::SHN_UNDEF) {
-    if (const auto distance = added()) draft_.addPointer(cell, symbol->st_value + *distance);
-  } else if (type == types.jumpSlot || type == types.globalData) {
-    if (symbol != nullptr) draft_.addImportSlot(cell, dynamicNames_.substr(symbol->st_name));
+  switch (roleOfElfRelocation(draft_.image.architecture, type)) {
+    case RelocationRole::kPointer:
+      if (const auto pointer = added()) draft_.addPointer(cell, *pointer);
+      break;
+    case RelocationRole::kPointerToSymbol:
+      if (symbol == nullptr || symbol->st_shndx == ELF::SHN_UNDEF) break;
+      if (const auto distance = added()) draft_.addPointer(cell, symbol->st_value + *distance);
+      break;
+    case RelocationRole::kImportSlot:
+      if (symbol != nullptr) draft_.addImportSlot(cell, dynamicNames_.substr(symbol->st_name));
+      break;
+    case RelocationRole::kOther: break;
   }
 }
 

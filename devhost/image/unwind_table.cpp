@@ -31,3 +31,16 @@ void addFunctionsOfEhFrame(ImageDraft& draft, std::span<const std::uint8_t> tabl
     draft.addSymbol("", function->getInitialLocation(), function->getAddressRange(), true);
   }
 }
+
+void addFunctionsBehindEhFrameHeader(ImageDraft& draft, const MappedBytes& bytes, std::uint64_t address) {
+  // Version 1; the pointer to the table is four bytes, signed, and counts from its own place.
+  constexpr std::uint64_t kVersionAndEncoding = 0x1b01;
+  constexpr std::uint64_t kPlaceOfPointer = 4;
+  const std::uint64_t place = address + kPlaceOfPointer;
+  const auto header = bytes.number(address, 4);
+  const auto distance = bytes.number(place, 4);
+  if (!header || !distance || (*header & 0xffffU) != kVersionAndEncoding) return;
+  const std::uint64_t table =
+      place + static_cast<std::uint64_t>(static_cast<std::int32_t>(static_cast<std::uint32_t>(*distance)));
+  addFunctionsOfEhFrame(draft, bytes.from(table), table);
+}
