@@ -1,5 +1,7 @@
 #include "devhost/image/macho_image.h"
 
+#include "devhost/image/chained_fixups.h"
+
 #include <llvm/Object/MachO.h>
 #include <llvm/Object/MachOUniversal.h>
 #include <llvm/Support/LEB128.h>
@@ -68,6 +70,9 @@ class MachOReader {
         draft_.image.entryPoint = addSaturated(base_, macho_.getEntryPointCommand(command).entryoff);
       }
       if (command.C.cmd == MachO::LC_UNIXTHREAD) addFirstThread(command);
+      if (command.C.cmd == MachO::LC_DYLD_CHAINED_FIXUPS) {
+        addChainedFixups(draft_, bytes_, tableOf(command), base_);
+      }
     }
     addImports();
     addPointers();
@@ -88,6 +93,8 @@ class MachOReader {
   void addSegment(const SegmentCommand& command, const std::vector<SectionHeader>& sections);
   void addRanges();
   void addSymbols();
+  /// The table that the command names; empty if the file does not hold all of it.
+  std::span<const std::uint8_t> tableOf(const Command& command) const;
   void addFunctionStarts(const Command& command);
   void addFirstThread(const Command& command);
   void addImports();
@@ -169,12 +176,17 @@ void MachOReader::addSymbols() {
   }
 }
 
+std::span<const std::uint8_t> MachOReader::tableOf(const Command& command) const {
+  const MachO::linkedit_data_command table = macho_.getLinkeditDataLoadCommand(command);
+  if (table.dataoff > part_.size() || table.datasize > part_.size() - table.dataoff) return {};
+  return part_.subspan(table.dataoff, table.datasize);
+}
+
 /// A list of distances, each from the function before; the first from the start of the image.
 void MachOReader::addFunctionStarts(const Command& command) {
-  const MachO::linkedit_data_command list = macho_.getLinkeditDataLoadCommand(command);
-  if (list.dataoff > part_.size() || list.datasize > part_.size() - list.dataoff) return;
-  const std::uint8_t* at = part_.data() + list.dataoff;
-  const std::uint8_t* const end = at + list.datasize;
+  const std::span<const std::uint8_t> list = tableOf(command);
+  const std::uint8_t* at = list.data();
+  const std::uint8_t* const end = at + list.size();
   std::uint64_t address = base_;
   while (at < end) {
     unsigned length = 0;

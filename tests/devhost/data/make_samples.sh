@@ -1,8 +1,9 @@
 #!/bin/sh
-# Makes the small executables of this folder from sample.c, in the folder it is called from. They are checked in
-# because tests cannot count on every linker; Debian's clang-14, lld-14 and llvm-14 made them.
+# Makes the small executables of this folder from sample.c and tables.c, in the folder it is called from. They are checked
+# in because tests cannot count on every linker; Debian's clang-14, lld-14 and llvm-14 made them, and lld-16 the last one.
 set -eu
-source=$(dirname "$0")/sample.c
+data=$(dirname "$0")
+source=$data/sample.c
 # Debian installs it under its folder's name only.
 ld64_lld=/usr/lib/llvm-14/bin/ld64.lld
 compile="clang -O1 -fvisibility=hidden -fno-asynchronous-unwind-tables -fno-ident"
@@ -44,4 +45,8 @@ $compile --target=arm64-apple-macos11 -c "$source" -o sample.o
 "$ld64_lld" -arch arm64 -platform_version macos 11.0 11.0 -dylib -undefined dynamic_lookup \
   -o sample_arm64.dylib sample.o
 /usr/lib/llvm-14/bin/llvm-lipo -create sample_x86_64.dylib sample_arm64.dylib -output sample_universal.dylib
+
+$compile --target=x86_64-apple-macos13 -c "$data/tables.c" -o sample.o
+/usr/lib/llvm-16/bin/ld64.lld -arch x86_64 -platform_version macos 13.0 13.0 -dylib -undefined dynamic_lookup \
+  -fixup_chains -o sample_chained_fixups.dylib sample.o
 rm -f sample.obj other.def other.lib sample.o sample_x86_64.lib sample_pdata.lib sample_arm64.lib sample_x86.lib

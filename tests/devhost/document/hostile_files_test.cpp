@@ -18,10 +18,14 @@
 namespace {
 
 const std::vector<QString> kSampleNames = {
-    "sample_x86_64.elf",      "sample_x86.elf",   "sample_arm64.elf",  "sample_arm64_stripped.elf",
-    "sample_arm.elf",         "sample_thumb.elf", "sample_x86_64.exe", "sample_x86_64.dylib",
-    "sample_arm64.dylib",     "sample_pdata.exe", "sample_arm64.exe",  "sample_x86.exe",
-    "sample_universal.dylib", "cxx_stripped",
+    "sample_x86_64.elf",      "sample_x86.elf",
+    "sample_arm64.elf",       "sample_arm64_stripped.elf",
+    "sample_arm.elf",         "sample_thumb.elf",
+    "sample_x86_64.exe",      "sample_x86_64.dylib",
+    "sample_arm64.dylib",     "sample_pdata.exe",
+    "sample_arm64.exe",       "sample_x86.exe",
+    "sample_universal.dylib", "sample_chained_fixups.dylib",
+    "cxx_stripped",
 };
 
 /// One is a program that the build has compiled.
