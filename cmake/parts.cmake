@@ -4,7 +4,7 @@
 
 set(needs
   # name       look for                    Debian's package
-  "LLVM        package LLVM CONFIG         llvm-dev"
+  "LLVM        package SharedLLVM          llvm-dev"
   "Capstone    package Capstone 4.0        libcapstone-dev"
   "JSON        package nlohmann_json 3.11  nlohmann-json3-dev"
   "Editline    package Editline            libedit-dev"
