@@ -16,8 +16,15 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
 endif()
 
 if(ORVANE_HARDENED)
-  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection
-                      ${control_flow_protection})
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong ${control_flow_protection})
+  # Where clang does nothing about it, it warns of each file.
+  include(CheckCXXCompilerFlag)
+  set(CMAKE_REQUIRED_FLAGS -Werror)
+  check_cxx_compiler_flag(-fstack-clash-protection ORVANE_STACK_CLASH_PROTECTION)
+  unset(CMAKE_REQUIRED_FLAGS)
+  if(ORVANE_STACK_CLASH_PROTECTION)
+    add_compile_options(-fstack-clash-protection)
+  endif()
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
     # Leaves return addresses alone. That branches are marked the linker says only if the system's start-up files are
     # marked too, which Debian's are not; for the shadow stack they need nothing.

@@ -30,18 +30,18 @@ if grep -q X86-64 <<<"$header"; then
 fi
 
 # These leave no mark of their own in the executable, or not one for all of it: what every file was compiled with.
+options=(-D_FORTIFY_SOURCE=3 -fstack-protector-strong)
 case $header in
-  *X86-64*) control_flow=(-fcf-protection=full) ;;
-  *AArch64*) control_flow=(-mbranch-protection=standard) ;;
-  *) control_flow=() ;;
+  *X86-64*) options+=(-fcf-protection=full -fstack-clash-protection) ;;
+  *AArch64*) options+=(-mbranch-protection=standard) ;;  # not every clang knows the other there
 esac
-python3 - "$compile_commands" "$sources" "${control_flow[@]}" <<'PYTHON' || missing=1
+python3 - "$compile_commands" "$sources" "${options[@]}" <<'PYTHON' || missing=1
 import json, sys
 found = missing = False
 for entry in json.load(open(sys.argv[1])):
     if entry["file"].startswith(sys.argv[2] + "/"):
         found = True
-        for flag in ("-D_FORTIFY_SOURCE=3", "-fstack-clash-protection", "-fstack-protector-strong", *sys.argv[3:]):
+        for flag in sys.argv[3:]:
             if flag not in entry["command"].split():
                 print(f"missing: {flag} for {entry['file']}", file=sys.stderr)
                 missing = True
