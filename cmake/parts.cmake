@@ -77,14 +77,19 @@ foreach(row IN LISTS parts)
       set(ORVANE_BUILD_${part} OFF)
     endif()
   elseif(ORVANE_BUILD_${part} AND missing_for_${part})
-    message(FATAL_ERROR "ORVANE_BUILD_${part} is ON, but what ${purpose_${part}} needs is not installed. "
-                        "Debian's packages: ${missing_for_${part}}")
+    message(FATAL_ERROR "ORVANE_BUILD_${part} is ON, but what it takes is not installed. "
+                        "Missing: Debian's ${missing_for_${part}}")
   endif()
 endforeach()
 
-# They come with the tests.
+# They come with the tests, and go where somebody leaves those out.
 if(NOT ORVANE_BUILD_TESTS)
+  if("$CACHE{ORVANE_BUILD_FUZZERS}" STREQUAL "ON" AND "$CACHE{ORVANE_BUILD_TESTS}" STREQUAL "AUTO")
+    message(FATAL_ERROR "ORVANE_BUILD_FUZZERS is ON, but the tests, with which they come, cannot be built. "
+                        "Missing: Debian's ${missing_for_TESTS}")
+  endif()
   set(ORVANE_BUILD_FUZZERS OFF)
+  set(what_brings_FUZZERS "the tests")
 endif()
 
 function(orvane_tell_parts)
@@ -93,8 +98,10 @@ function(orvane_tell_parts)
     string(REGEX REPLACE " .*" "" part "${row}")
     if(ORVANE_BUILD_${part})
       string(APPEND built "; ${purpose_${part}}")
+    elseif(DEFINED what_brings_${part})
+      list(APPEND left_out "Not built: ${purpose_${part}}, which come with ${what_brings_${part}}")
     elseif(missing_for_${part})
-      list(APPEND left_out "Not built: ${purpose_${part}}. It needs Debian's ${missing_for_${part}}")
+      list(APPEND left_out "Not built: ${purpose_${part}}. Missing: Debian's ${missing_for_${part}}")
     else()
       list(APPEND left_out "Not built: ${purpose_${part}}. ORVANE_BUILD_${part} asks for it")
     endif()
