@@ -9,6 +9,7 @@ set(needs
   "JSON        package nlohmann_json 3.11  nlohmann-json3-dev"
   "Editline    package Editline            libedit-dev"
   "TOML        header toml++/toml.h        libtomlplusplus-dev"
+  "pidfd       header sys/pidfd.h          libc6-dev"
   "GoogleTest  package GTest               libgtest-dev"
   "GoogleMock  header gmock/gmock.h        libgmock-dev"
   "Python      package Python3             python3"
@@ -18,8 +19,8 @@ set(needs
 
 set(parts
   # part        needs                                     default
-  "DEVHOST     LLVM Capstone JSON                         AUTO"
-  "COMPANION   JSON Editline TOML                         AUTO"
+  "DEVHOST     LLVM Capstone JSON pidfd                   AUTO"
+  "COMPANION   JSON Editline TOML pidfd                   AUTO"
   "TESTS       GoogleTest GoogleMock Python groff readelf AUTO"
   "FUZZERS     JSON                                       AUTO"
   "BENCHMARKS  benchmark JSON                             OFF")

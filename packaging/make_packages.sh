@@ -31,7 +31,8 @@ quietly() {
 }
 
 build() {
-  quietly cmake --preset release -B "$build_folder" -DORVANE_BUILD_TESTS=OFF
+  quietly cmake --preset release -B "$build_folder" -DORVANE_BUILD_TESTS=OFF \
+    ${ORVANE_PACKAGE_CONTACT:+"-DORVANE_PACKAGE_CONTACT=$ORVANE_PACKAGE_CONTACT"}
   quietly cmake --build "$build_folder"
 }
 
