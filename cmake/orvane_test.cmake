@@ -32,7 +32,8 @@ endfunction()
 
 # orvane_command_test(<name> LABEL <label> TIMEOUT <seconds> [COST <cost>] COMMAND <command...>)
 #
-# Registers a command as a test, which passes if the command ends with 0. It runs at the top of the repository.
+# Registers a command as a test, which passes if the command ends with 0, and is skipped if it ends with 77. It runs at
+# the top of the repository.
 function(orvane_command_test name)
   cmake_parse_arguments(arg "" "LABEL;TIMEOUT;COST" "COMMAND" ${ARGN})
   if(NOT arg_COST)
@@ -40,5 +41,5 @@ function(orvane_command_test name)
   endif()
   add_test(NAME ${name} COMMAND ${arg_COMMAND} WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
   set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} COST ${arg_COST}
-                       PROCESSORS ${ORVANE_ORDINARY_TEST_PROCESSORS})
+                       SKIP_RETURN_CODE 77 PROCESSORS ${ORVANE_ORDINARY_TEST_PROCESSORS})
 endfunction()

@@ -200,7 +200,7 @@ TEST_P(Compiled, RefersToACalleeFromExactlyTheInstructionsThatCallIt) {
   for (const char* name : {"twice", "hidden", "countdown"}) {
     std::set<std::string> expected;
     const QByteArray listed = outputOf(ORVANE_TEST_OBJDUMP " -d " + inQuotes(program_));
-    const std::string pattern = std::string("^ *([0-9a-f]+):.*\\t(?:call|jmp) +[0-9a-f]+ <") + name + ">$";
+    const std::string pattern = std::string("^ *([0-9a-f]+):.*\\t(?:call|jmp|bl|b)\\s+[0-9a-f]+ <") + name + ">$";
     for (const auto& line : matches(listed, pattern.c_str())) {
       expected.insert("0x" + line.captured(1).toStdString());
     }
