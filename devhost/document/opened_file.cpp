@@ -133,7 +133,7 @@ void limitProcessorTime(std::chrono::milliseconds limit) {
 void limitThisProcess(std::chrono::milliseconds processorTime) {
   limitTo(RLIMIT_CORE, 0);
   limitProcessorTime(processorTime);
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(ORVANE_ADDRESS_SANITIZER)
   // The address sanitizer reserves terabytes of address space for itself.
   limitTo(RLIMIT_AS, kOpenMemoryLimit);
 #endif

@@ -168,7 +168,7 @@ TEST_F(ProcessWithHost, WorksOnOneThreadBesideTheMainOneWhichSleeps) {
   EXPECT_EQ(after[server_.pid()], before[server_.pid()]) << "the main thread has worked";
   before.erase(server_.pid());
   after.erase(server_.pid());
-#if defined(__SANITIZE_THREAD__)
+#if defined(ORVANE_THREAD_SANITIZER)
   EXPECT_EQ(after.size(), 2U);  // one is the sanitizer's
 #else
   EXPECT_EQ(after.size(), 1U);
@@ -179,7 +179,8 @@ TEST_F(ProcessWithHost, WorksOnOneThreadBesideTheMainOneWhichSleeps) {
 }
 
 // The sanitizers and valgrind need all addresses for themselves.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(ORVANE_SERVER_UNDER_VALGRIND)
+#if !defined(ORVANE_ADDRESS_SANITIZER) && !defined(ORVANE_THREAD_SANITIZER) && \
+    !defined(ORVANE_SERVER_UNDER_VALGRIND)
 /// The largest range of addresses that a process has set aside without any access, in bytes.
 std::size_t largestReserve(pid_t process) {
   std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
