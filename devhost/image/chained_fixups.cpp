@@ -151,6 +151,7 @@ void ChainReader::addCell(const CellFormat& format, std::uint64_t cell, std::uin
 std::string_view ChainReader::importName(std::uint64_t ordinal) const {
   if (importFormat_ == nullptr || ordinal >= importCount_) return {};
   const std::uint64_t at = imports_ + ordinal * importFormat_->sizeBytes;
+  if (!table_.isValidOffsetForDataOfSize(at, importFormat_->sizeBytes)) return {};
   const std::uint64_t start =
       names_ + importFormat_->nameOffset.of(number(at, std::min(importFormat_->sizeBytes, 8U)));
   return table_.getData().substr(start);

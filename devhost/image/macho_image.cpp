@@ -70,9 +70,7 @@ class MachOReader {
         draft_.image.entryPoint = addSaturated(base_, macho_.getEntryPointCommand(command).entryoff);
       }
       if (command.C.cmd == MachO::LC_UNIXTHREAD) addFirstThread(command);
-      if (command.C.cmd == MachO::LC_DYLD_CHAINED_FIXUPS) {
-        addChainedFixups(draft_, bytes_, tableOf(command), base_);
-      }
+      if (command.C.cmd == MachO::LC_DYLD_CHAINED_FIXUPS) addChains(command);
     }
     addImports();
     addPointers();
@@ -96,6 +94,7 @@ class MachOReader {
   /// The table that the command names; empty if the file does not hold all of it.
   std::span<const std::uint8_t> tableOf(const Command& command) const;
   void addFunctionStarts(const Command& command);
+  void addChains(const Command& command);
   void addFirstThread(const Command& command);
   void addImports();
   void addPointers();
@@ -106,6 +105,7 @@ class MachOReader {
   const std::span<const std::uint8_t> part_;
   const MappedBytes bytes_;
   std::uint64_t base_ = 0;
+  bool hasChains_ = false;
   std::vector<RawSection> sections_;
 };
 
@@ -197,6 +197,12 @@ void MachOReader::addFunctionStarts(const Command& command) {
     address += distance;
     draft_.addSymbol("", address, 0, true);
   }
+}
+
+/// A file has one table of chains; LLVM 14 neither sees to that nor to the command's size.
+void MachOReader::addChains(const Command& command) {
+  if (command.C.cmdsize < sizeof(MachO::linkedit_data_command) || std::exchange(hasChains_, true)) return;
+  addChainedFixups(draft_, bytes_, tableOf(command), base_);
 }
 
 void MachOReader::addFirstThread(const Command& command) {

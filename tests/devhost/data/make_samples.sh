@@ -1,6 +1,7 @@
 #!/bin/sh
-# Makes the small executables of this folder from sample.c and tables.c, in the folder it is called from. They are checked
-# in because tests cannot count on every linker; Debian's clang-14, lld-14 and llvm-14 made them, and lld-16 the last one.
+# Makes the small executables of this folder from sample.c and tables.c, in the folder it is called from. They are
+# checked in because tests cannot count on every linker; Debian's clang-14, lld-14 and llvm-14 made them, and lld-16 the
+# last one.
 set -eu
 data=$(dirname "$0")
 source=$data/sample.c

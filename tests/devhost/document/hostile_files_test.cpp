@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <random>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -206,6 +207,29 @@ TEST(ForeignProcessor, IsRefusedByName) {
   QString error;
   EXPECT_FALSE(openFile(path, error));
   EXPECT_EQ(error, path + ": is for a processor other than x86-64, x86, AArch64 and 32-bit Arm");
+}
+
+TEST(MachOFile, MayHaveTooShortACommandForItsChainedFixups) {
+  constexpr std::uint32_t kSize = 112;
+  constexpr std::uint32_t kHeader[] = {0xfeedfacf, 0x01000007, 3, 8, 2, kSize - 32, 0, 0};
+  constexpr std::uint32_t kSegment[] = {0x19, 72, 0x45545f5f, 0x5458, 0, 0, 0, 0, kSize,
+                                        0,    0,  0,          kSize,  0, 5, 5, 0, 0};
+  constexpr std::uint32_t kFixups[] = {0x80000034, 8};
+  QByteArray bytes(kSize, '\0');
+  qsizetype end = 0;
+  const auto append = [&](std::span<const std::uint32_t> words) {
+    for (const std::uint32_t word : words) {
+      patch(bytes, end, word);
+      end += qsizetype{sizeof word};
+    }
+  };
+  append(kHeader);
+  append(kSegment);
+  append(kFixups);
+  const TestFolder folder;
+  QString error;
+  openFile(folder.write("short", bytes), error);
+  EXPECT_FALSE(error.contains("crash")) << qPrintable(error);  // LLVM refuses it from version 16 on
 }
 
 TEST(TruncatedFile, IsRefusedOrOpened) {

@@ -13,6 +13,8 @@ namespace {
 
 constexpr std::uint64_t kBase = 0x100000000;
 constexpr std::uint64_t kPageSize = 0x1000;
+/// Far more than a page, so that nothing ends merely because the file does.
+constexpr std::uint64_t kFileSize = 0x11000;
 
 /// Little-endian numbers, one after another.
 class Bytes {
@@ -43,50 +45,38 @@ struct Table {
   std::uint64_t importCount = 2;
   /// What the table says of its imports, whose names lie at 0 and 6.
   Bytes imports = Bytes().add(std::uint64_t{0} << 9, 4).add(std::uint64_t{6} << 9, 4);
-  std::uint64_t firstCell = 0x10;
+  std::vector<std::uint64_t> firstCells = {0x10};  ///< of each page
 
   Bytes bytes() const {
-    constexpr std::size_t kStarts = 28;
-    constexpr std::size_t kSegment = 8;  // behind the starts
-    constexpr std::size_t kImports = 64;
-    constexpr std::size_t kNames = 96;
-    return Bytes()
-        .add(0, 4)
-        .add(kStarts, 4)
-        .add(kImports, 4)
-        .add(kNames, 4)
-        .add(importCount, 4)
-        .add(importFormat, 4)
-        .add(nameFormat, 4)
-        .add(1, 4)
-        .add(kSegment, 4)
-        .add(24, 4)
-        .add(kPageSize, 2)
-        .add(cellFormat, 2)
-        .add(0, 8)
-        .add(0, 4)
-        .add(1, 2)
-        .add(firstCell, 2)
-        .padTo(kImports)
-        .add(std::string(imports.all().begin(), imports.all().end()))
-        .padTo(kNames)
-        .add(std::string("first\0second\0", 13));
+    constexpr std::uint64_t kStarts = 28;
+    constexpr std::uint64_t kSegment = 8;  // behind the starts
+    constexpr std::uint64_t kImports = 64;
+    constexpr std::uint64_t kNames = 96;
+    Bytes table;
+    for (const std::uint64_t number : {std::uint64_t{0}, kStarts, kImports, kNames, importCount, importFormat,
+                                       nameFormat, std::uint64_t{1}, kSegment})
+      table.add(number, 4);
+    table.add(22 + 2 * firstCells.size(), 4).add(kPageSize, 2).add(cellFormat, 2).add(0, 8).add(0, 4);
+    table.add(firstCells.size(), 2);
+    for (const std::uint64_t cell : firstCells) table.add(cell, 2);
+    table.padTo(kImports).add(std::string(imports.all().begin(), imports.all().end()));
+    return table.padTo(kNames).add(std::string("first\0second\0", 13));
   }
 };
 
-/// A file of one page at kBase with `cells` from 0x10 on.
+/// A file at kBase with `cells` from 0x10 on.
 class ChainedFixups : public testing::Test {
  protected:
   void read(const std::vector<std::uint8_t>& table, const std::vector<std::uint64_t>& cells) {
     Bytes file;
     file.padTo(0x10);
     for (const std::uint64_t cell : cells) file.add(cell, 8);
-    file.padTo(kPageSize);
+    file.padTo(kFileSize);
     draft_.addSegment({.name = "all",
                        .start = kBase,
-                       .end = kBase + kPageSize,
+                       .end = kBase + kFileSize,
                        .fileOffset = 0,
-                       .fileSize = kPageSize,
+                       .fileSize = kFileSize,
                        .readable = true,
                        .writable = true,
                        .executable = false});
@@ -105,7 +95,7 @@ class ChainedFixups : public testing::Test {
     return text;
   }
 
-  ImageDraft draft_{kPageSize};
+  ImageDraft draft_{kFileSize};
 };
 
 // --- cells ---
@@ -150,13 +140,21 @@ TEST_F(ChainedFixups, OfAnUnknownFormatAreLeftOut) {
 }
 
 TEST_F(ChainedFixups, LeaveOutPagesWithoutCells) {
-  read(Table{.firstCell = 0xffff}.bytes().all(), {0x20});
+  read(Table{.firstCells = {0xffff}}.bytes().all(), {0x20});
   EXPECT_EQ(found(), "");
 }
 
 TEST_F(ChainedFixups, EndWithTheirPage) {
-  read(Table{.firstCell = kPageSize - 4}.bytes().all(), {});
-  EXPECT_EQ(found(), "");
+  read(Table{}.bytes().all(), {0x20 | (kPageSize - 0x10) / 4 * bit(51)});
+  EXPECT_EQ(found(), "16->32");
+}
+
+TEST_F(ChainedFixups, BeginAnewOnEachPage) {
+  std::vector<std::uint64_t> cells(kPageSize / 8 + 3);
+  cells.front() = 0x30;
+  cells.back() = 0x40;
+  read(Table{.firstCells = {0x10, 0x20}}.bytes().all(), cells);
+  EXPECT_EQ(found(), "16->48 4128->64");
 }
 
 // --- names of imports ---
@@ -175,6 +173,7 @@ TEST_F(ChainedFixups, FindNamesOfImportsWithLongAddends) {
 
 TEST_F(ChainedFixups, LeaveOutImportsWithoutAName) {
   read(Table{}.bytes().all(), {bit(63) | 2});
+  read(Table{.importCount = 100}.bytes().all(), {bit(63) | 50});
   read(Table{.importFormat = 4}.bytes().all(), {bit(63)});
   read(Table{.nameFormat = 1}.bytes().all(), {bit(63)});
   EXPECT_EQ(found(), "");
@@ -189,15 +188,21 @@ TEST_F(ChainedFixups, ThatAreCutShortAnywhereAddNothingWrong) {
   for (const Pointer& pointer : draft_.image.pointers) EXPECT_EQ(pointer.cell, kBase + 0x10);
 }
 
-TEST_F(ChainedFixups, WhosePagesLieOverOneAnotherEnd) {
+/// A table of very many segments that are one and the same, of which each page begins with `firstCell`.
+std::vector<std::uint8_t> overlappingSegments(std::uint64_t pages, std::uint64_t firstCell) {
   constexpr std::uint64_t kSegments = 1'000'000;
-  constexpr std::uint64_t kPages = 0xffff;
   Bytes table = Bytes().add(0, 4).add(28, 4).padTo(28).add(kSegments, 4);
   for (std::uint64_t i = 0; i < kSegments; ++i) table.add(4 + 4 * kSegments, 4);
-  table.add(24, 4).add(kPageSize, 2).add(6, 2).add(0, 8).add(0, 4).add(kPages, 2);
-  for (std::uint64_t i = 0; i < kPages; ++i) table.add(0xffff, 2);
-  read(table.all(), {});
-  EXPECT_LE(draft_.image.pointers.size(), kPageSize);
+  table.add(22 + 2 * pages, 4).add(kPageSize, 2).add(6, 2).add(0, 8).add(0, 4).add(pages, 2);
+  for (std::uint64_t i = 0; i < pages; ++i) table.add(firstCell, 2);
+  return table.all();
+}
+
+TEST_F(ChainedFixups, WhoseSegmentsLieOverOneAnotherEnd) {
+  const std::vector<std::uint64_t> chain(kPageSize / 8 - 2, 0x20 | 2 * bit(51));
+  read(overlappingSegments(kFileSize / kPageSize, 0x10), chain);
+  EXPECT_LE(draft_.image.pointers.size(), kFileSize);
+  read(overlappingSegments(0xffff, 0xffff), chain);  // without the limit, it does not come back
 }
 
 }  // namespace
