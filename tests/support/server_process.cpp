@@ -207,6 +207,7 @@ ServerProcess::Activity ServerProcess::activity() const {
     sum.switches +=
         valueAfter(status, "\nvoluntary_ctxt_switches:") + valueAfter(status, "nonvoluntary_ctxt_switches:");
     const std::string stat = contentOf(task.path() / "stat");
+    if (stat.empty()) continue;                                   // the thread has ended meanwhile
     std::istringstream fields(stat.substr(stat.rfind(')') + 2));  // from the third field on
     std::string skipped;
     for (int field = 3; field < 14; ++field) fields >> skipped;
