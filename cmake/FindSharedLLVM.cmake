@@ -8,6 +8,4 @@ else()
 endif()
 
 include(FindPackageHandleStandardArgs)
-find_package_handle_standard_args(
-  SharedLLVM REQUIRED_VARS SharedLLVM_LIBRARY LLVM_INCLUDE_DIRS
-  REASON_FAILURE_MESSAGE "LLVM ${LLVM_VERSION} in '${LLVM_DIR}' is not one from 14 on with its shared library")
+find_package_handle_standard_args(SharedLLVM REQUIRED_VARS SharedLLVM_LIBRARY LLVM_INCLUDE_DIRS)

@@ -17,7 +17,7 @@ endif()
 
 if(ORVANE_HARDENED)
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong ${control_flow_protection})
-  # Where clang does nothing about it, it warns of each file.
+  # Where clang does not support it, it warns about the option for each file.
   include(CheckCXXCompilerFlag)
   set(CMAKE_REQUIRED_FLAGS -Werror)
   check_cxx_compiler_flag(-fstack-clash-protection ORVANE_STACK_CLASH_PROTECTION)
@@ -26,7 +26,7 @@ if(ORVANE_HARDENED)
     add_compile_options(-fstack-clash-protection)
   endif()
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-    # Leaves return addresses alone. That branches are marked the linker says only if the system's start-up files are
+    # Leaves return addresses alone. The linker records that branches are marked only if the system's start-up files are
     # marked too, which Debian's are not; for the shadow stack they need nothing.
     add_link_options(-Wl,-z,shstk)
   endif()

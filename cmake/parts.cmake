@@ -78,16 +78,17 @@ foreach(row IN LISTS parts)
       set(ORVANE_BUILD_${part} OFF)
     endif()
   elseif(ORVANE_BUILD_${part} AND missing_for_${part})
-    message(FATAL_ERROR "ORVANE_BUILD_${part} is ON, but what it takes is not installed. "
-                        "Missing: Debian's ${missing_for_${part}}")
+    message(FATAL_ERROR "ORVANE_BUILD_${part} is ON, but what it needs is missing or too old: "
+                        "Debian's ${missing_for_${part}}")
   endif()
 endforeach()
 
 # They come with the tests, and go where somebody leaves those out.
 if(NOT ORVANE_BUILD_TESTS)
-  if("$CACHE{ORVANE_BUILD_FUZZERS}" STREQUAL "ON" AND "$CACHE{ORVANE_BUILD_TESTS}" STREQUAL "AUTO")
-    message(FATAL_ERROR "ORVANE_BUILD_FUZZERS is ON, but the tests, with which they come, cannot be built. "
-                        "Missing: Debian's ${missing_for_TESTS}")
+  set(asked "$CACHE{ORVANE_BUILD_FUZZERS}")
+  if(asked AND NOT asked STREQUAL "AUTO" AND "$CACHE{ORVANE_BUILD_TESTS}" STREQUAL "AUTO")
+    message(FATAL_ERROR "ORVANE_BUILD_FUZZERS is ON, but the tests that it comes with cannot be built. "
+                        "Missing or too old: Debian's ${missing_for_TESTS}")
   endif()
   set(ORVANE_BUILD_FUZZERS OFF)
   set(what_brings_FUZZERS "the tests")
@@ -102,7 +103,7 @@ function(orvane_tell_parts)
     elseif(DEFINED what_brings_${part})
       list(APPEND left_out "Not built: ${purpose_${part}}, which come with ${what_brings_${part}}")
     elseif(missing_for_${part})
-      list(APPEND left_out "Not built: ${purpose_${part}}. Missing: Debian's ${missing_for_${part}}")
+      list(APPEND left_out "Not built: ${purpose_${part}}. Missing or too old: Debian's ${missing_for_${part}}")
     else()
       list(APPEND left_out "Not built: ${purpose_${part}}. ORVANE_BUILD_${part} asks for it")
     endif()

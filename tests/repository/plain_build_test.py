@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """plain_build_test.py SOURCE FOLDER GENERATOR
 
-Configures as someone does who names no preset, for the build program that is there. What can be is built, the rest is
-left out with a word about the packages that would bring it; but what is asked for by name and cannot be had is an error.
+Configures as someone does who names no preset, for the build program that is there. What can be built is, and the rest is
+left out with a word about the packages that bring it; but what is asked for by name and cannot be had is an error.
 """
 
 import pathlib
@@ -23,17 +23,17 @@ LIST_WITH = "(?:[\\w+-]+ )*"
 ROWS = [
     ("nothing by name", [], 0,
      [r"Built \(Release, hardened: ON\): the server",
-      f"Not built: the companion orvane-mcp. Missing: Debian's {LIST_WITH}libedit-dev",
-      f"Not built: the development host, which stands in for Orvane. Missing: Debian's {LIST_WITH}libcapstone-dev",
-      f"Not built: the tests. Missing: Debian's {LIST_WITH}libgtest-dev",
+      f"Not built: the companion orvane-mcp. Missing or too old: Debian's {LIST_WITH}libedit-dev",
+      f"Not built: the development host, which stands in for Orvane. Missing or too old: Debian's {LIST_WITH}libcapstone-dev",
+      f"Not built: the tests. Missing or too old: Debian's {LIST_WITH}libgtest-dev",
       "Not built: the fuzz targets, which come with the tests"],
      ["CMAKE_BUILD_TYPE:STRING=Release\n", "ORVANE_HARDENED:BOOL=ON\n"]),
     ("another build type", ["-DCMAKE_BUILD_TYPE=Debug"], 0, [r"Built \(Debug, hardened: OFF\): the server"], []),
     ("the companion", ["-DORVANE_BUILD_COMPANION=ON"], 1,
-     [f"ORVANE_BUILD_COMPANION is ON, but what it takes is not installed. Missing: Debian's {LIST_WITH}libedit-dev"], []),
+     [f"ORVANE_BUILD_COMPANION is ON, but what it needs is missing or too old: Debian's {LIST_WITH}libedit-dev"], []),
     ("the fuzz targets", ["-DORVANE_BUILD_FUZZERS=ON"], 1,
-     [f"ORVANE_BUILD_FUZZERS is ON, but the tests, .* Missing: Debian's {LIST_WITH}libgtest-dev"], []),
-    ("the tests", ["-DORVANE_BUILD_TESTS=ON"], 1, [f"Missing: Debian's {LIST_WITH}libgtest-dev"], []),
+     [r"ORVANE_BUILD_FUZZERS is ON, but .*: Debian's .*(libgtest|nlohmann-json3)-dev"], []),
+    ("the tests", ["-DORVANE_BUILD_TESTS=ON"], 1, [f"is missing or too old: Debian's {LIST_WITH}libgtest-dev"], []),
 ]
 
 
