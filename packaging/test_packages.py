@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the packages that make_packages.sh left in build/package, each in a system of its own without Qt: a bare root of
-the Debian that this machine has.
+"""Tests the packages that make_packages.sh left in build/package, each in a system of its own without Qt: a bare root
+of the Debian that this machine has.
 
 Needs root, for chroot. The Debian systems are made by mmdebstrap once and kept in ~/.cache/orvane-mcp-server.
 Arguments are those of Python's unittest.
@@ -34,7 +34,7 @@ GLIBC = {"libc.so.6", "libm.so.6", "libresolv.so.2", "libdl.so.2", "libpthread.s
 # Compiled into the companion.
 COMPILED_IN = {"libtomlplusplus-dev", "nlohmann-json3-dev"}
 SUITE = platform.freedesktop_os_release()["VERSION_CODENAME"]
-# Without the "t64" that Debian 13 has behind names of libraries whose times take 64 bits on every processor.
+# Without the suffix "t64", which Debian 13 appends to the names of libraries that are built with 64-bit times.
 DEPENDENCIES = {"libc6", "libgcc-s1", "libqt6core6", "libqt6network6", "libstdc++6"}
 if HAS_COMPANION:
     DEPENDENCIES.add("libedit2")
