@@ -40,7 +40,7 @@ class Session:
 
 
 def binutil(name):
-    """The tool of binutils for x86-64, which vault is a program for."""
+    """The tool of binutils for x86-64, the processor that vault is written for."""
     prefixed = f"x86_64-linux-gnu-{name}"
     if shutil.which(prefixed):
         return prefixed

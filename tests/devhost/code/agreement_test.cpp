@@ -122,9 +122,11 @@ TEST_P(Compiled, SplitsEveryProcedureIntoBlocksWithoutGapOrOverlap) {
       const Address start = address(info["entrypoint"]);
       std::set<Address> inBlocks;
       for (const QJsonObject& block : objectsOf(info["basicblocks"])) {
-        for (const Address at : instructionsOf(program_, address(block["from"]), address(block["to"]) + 1)) {
-          EXPECT_TRUE(inBlocks.insert(at).second) << std::hex << at;
-        }
+        const Address last = address(block["to"]);
+        // objdump leaves an instruction of four bytes out of which not all is asked for.
+        std::set<Address> instructions = instructionsOf(program_, address(block["from"]), last + 1);
+        instructions.insert(last);
+        for (const Address at : instructions) EXPECT_TRUE(inBlocks.insert(at).second) << std::hex << at;
       }
       EXPECT_EQ(inBlocks, listedInstructions(*documents, start));
       EXPECT_EQ(info["basicblocks"].toArray().size(), info["basicblock_count"].toInt());
@@ -193,14 +195,18 @@ TEST_P(Compiled, KnowsWhoCallsWhom) {
   EXPECT_EQ(callees("twice"), (Names{"hidden", "printf"}));
   EXPECT_EQ(callees("choose"), (Names{"countdown", "puts", "twice"}));
   EXPECT_EQ(callees("main"), (Names{"choose", "exit", "qsort", "twice"}));
-  EXPECT_EQ(callees("_start"), (Names{"__libc_start_main"}));
+  // On AArch64 abort follows, and in a program at a fixed address main is called here.
+  EXPECT_THAT(callees("_start"),
+              testing::AnyOf(Names{"__libc_start_main"}, Names{"__libc_start_main", "abort"},
+                             Names{"__libc_start_main", "abort", "main"}));
 }
 
 TEST_P(Compiled, RefersToACalleeFromExactlyTheInstructionsThatCallIt) {
   for (const char* name : {"twice", "hidden", "countdown"}) {
     std::set<std::string> expected;
     const QByteArray listed = outputOf(ORVANE_TEST_OBJDUMP " -d " + inQuotes(program_));
-    const std::string pattern = std::string("^ *([0-9a-f]+):.*\\t(?:call|jmp|bl|b)\\s+[0-9a-f]+ <") + name + ">$";
+    const std::string pattern =
+        std::string("^ *([0-9a-f]+):.*\\t(?:call|jmp|bl|b)\\s+[0-9a-f]+ <") + name + ">$";
     for (const auto& line : matches(listed, pattern.c_str())) {
       expected.insert("0x" + line.captured(1).toStdString());
     }

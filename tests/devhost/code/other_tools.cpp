@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 /// Instructions that do nothing, as they are written here and there.
@@ -65,6 +67,14 @@ std::map<Address, Function> functionsOf(const QString& path) {
     function.names.insert(line.captured(3).toStdString());
     if (!line.captured(2).isEmpty()) function.size = number(line.captured(2));
   }
+  // A label inside a function is none itself.
+  Address end = 0;
+  std::erase_if(functions, [&end](const auto& entry) {
+    const auto& [start, function] = entry;
+    const bool isLabel = function.size == 0 && start < end;
+    end = std::max(end, start + function.size);
+    return isLabel;
+  });
   return functions;
 }
 
