@@ -49,8 +49,9 @@ std::string ScriptedHost::readLine() {
       ended_ = true;
       return {};
     }
+    const std::size_t searched = received_.size();
     received_.append(bytes, static_cast<std::size_t>(count));
-    end = received_.find('\n');
+    end = received_.find('\n', searched);
   }
   std::string line = received_.substr(0, end);
   received_.erase(0, end + 1);
