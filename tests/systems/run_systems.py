@@ -33,7 +33,7 @@ HANDED_IN = ["ORVANE_PACKAGE_CONTACT"]
 # QProcess starts programs; the tests of those are left out too, and so is the demo, which starts the development host
 # with it.
 NOT_EMULATED = "freed_memory|AllocationFails|OneThreadBeside|FreedInOneArena|CheckLibraries|FindsNothingWrongWhenAll|" \
-               "FindsMissingLibraries|PrintsJsonForPrograms|" \
+               "FindsMissingLibraries|PrintsJsonForPrograms|readme_commands|" \
                "devhost_tests[.].*(ReadingProcess|ServedSample|Server|Starting|StopSignal)[.]"
 EMULATED_TESTS = ("cmake --preset dev && cmake --build --preset dev && "
                   "ctest --preset dev -L \"^(unit|process|companion|devhost|documents)$\" "
