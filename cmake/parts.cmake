@@ -83,7 +83,7 @@ foreach(row IN LISTS parts)
   endif()
 endforeach()
 
-# They come with the tests, and go where somebody leaves those out.
+# They are built with the tests; where somebody leaves those out, they are left out too.
 if(NOT ORVANE_BUILD_TESTS)
   set(asked "$CACHE{ORVANE_BUILD_FUZZERS}")
   if(asked AND NOT asked STREQUAL "AUTO" AND "$CACHE{ORVANE_BUILD_TESTS}" STREQUAL "AUTO")

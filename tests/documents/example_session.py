@@ -1,4 +1,4 @@
-"""A session about the examples' program: vault.s, made and opened in the development host, with the server beside it."""
+"""A session about the examples' program: vault.s, made and opened in the development host, beside the server."""
 
 import contextlib
 import json

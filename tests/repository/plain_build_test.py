@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """plain_build_test.py SOURCE FOLDER GENERATOR
 
-Configures as someone does who names no preset, for the build program that is there. What can be built is, and the rest is
-left out with a word about the packages that bring it; but what is asked for by name and cannot be had is an error.
+Configures as someone does who names no preset, for the build program that is there. What can be built is, and the rest
+is left out with a word about the packages that bring it; but what is asked for by name and cannot be had is an error.
 """
 
 import pathlib
@@ -24,7 +24,8 @@ ROWS = [
     ("nothing by name", [], 0,
      [r"Built \(Release, hardened: ON\): the server",
       f"Not built: the companion orvane-mcp. Missing or too old: Debian's {LIST_WITH}libedit-dev",
-      f"Not built: the development host, which stands in for Orvane. Missing or too old: Debian's {LIST_WITH}libcapstone-dev",
+      "Not built: the development host, which stands in for Orvane. "
+      f"Missing or too old: Debian's {LIST_WITH}libcapstone-dev",
       f"Not built: the tests. Missing or too old: Debian's {LIST_WITH}libgtest-dev",
       "Not built: the fuzz targets, which come with the tests"],
      ["CMAKE_BUILD_TYPE:STRING=Release\n", "ORVANE_HARDENED:BOOL=ON\n"]),

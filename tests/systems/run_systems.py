@@ -27,7 +27,7 @@ USER = "newcomer"
 CLONE = f"/home/{USER}/clone"
 PACKAGES = "ca-certificates,git,sudo"
 INSTALL = "./run install"
-HANDED_IN = ["ORVANE_PACKAGE_CONTACT"]
+HANDED_IN = ["ORVANE_PACKAGE_CONTACT"]  # variables that the commands see
 # The emulator of another processor is slow, so tests of the repository and those that wait for long are left out there.
 # It keeps no limit of memory, has little room for the heap, starts threads of its own, and refuses the way in which
 # QProcess starts programs; the tests of those are left out too, and so is the demo, which starts the development host
