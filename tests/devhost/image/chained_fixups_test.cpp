@@ -20,7 +20,7 @@ constexpr std::uint64_t kFileSize = 0x11000;
 class Bytes {
  public:
   Bytes& add(std::uint64_t number, unsigned size) {
-    for (unsigned i = 0; i < size; ++i) bytes_.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
+    for (; size > 0; --size, number >>= 8) bytes_.push_back(static_cast<std::uint8_t>(number & 0xff));
     return *this;
   }
   Bytes& add(const std::string& text) {
