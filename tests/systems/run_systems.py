@@ -45,20 +45,24 @@ BUILD_WITH_CLANG = (f"{INSTALL} fuzz && CC=clang CXX=clang++ cmake --preset dev 
 
 @dataclasses.dataclass
 class System:
-    """`commands` are run one after another in the clone, by the user's shell; the first to fail is the last."""
+    """`commands`, each under a short name, are run one after another in the clone, by the user's shell; the first to
+    fail is the last."""
     suite: str
     architecture: str
-    commands: list
+    commands: dict
     emulated: bool = False
 
 
+NEWCOMER = {"demo": "./run demo", "test": "./run test", "build with clang": BUILD_WITH_CLANG}
+EMULATED = {"install": f"{INSTALL} build companion test", "build and test": EMULATED_TESTS}
 SYSTEMS = {
-    "debian-12": System("bookworm", "amd64", ["./run demo", "./run test", BUILD_WITH_CLANG]),
-    "debian-13": System("trixie", "amd64", ["./run demo", "./run test", BUILD_WITH_CLANG]),
-    "debian-12-arm64": System("bookworm", "arm64", [f"{INSTALL} build companion test", EMULATED_TESTS], emulated=True),
+    "debian-12": System("bookworm", "amd64", NEWCOMER),
+    "debian-13": System("trixie", "amd64", NEWCOMER),
+    "debian-12-arm64": System("bookworm", "arm64", EMULATED, emulated=True),
 }
 
-MAKE_PACKAGES = [f"{INSTALL} build companion package", "packaging/make_packages.sh --without-bundle"]
+MAKE_PACKAGES = {"install": f"{INSTALL} build companion package",
+                 "make the packages": "packaging/make_packages.sh --without-bundle"}
 
 # Installs the Debian packages as root, then asks as the user: doctor must be content, and a call must answer.
 TRY_PACKAGES = f"""
@@ -114,20 +118,20 @@ def install_clone(root):
     subprocess.run([*ENTER, str(root), "chown", "-R", f"{USER}:", CLONE], check=True)
 
 
-def timed(command, work):
-    """(command, outcome, duration) and whether it passed."""
+def timed(name, work):
+    """(name, outcome, duration) and whether it passed."""
     start = time.monotonic()
     status = work()
     duration = f"{time.monotonic() - start:.0f} s"
-    return (command, "passed" if status == 0 else f"failed with {status}", duration), status == 0
+    return (name, "passed" if status == 0 else f"failed with {status}", duration), status == 0
 
 
 def run_commands(system, commands, log, keep=None):
     """A row for each command, up to the first that fails. `keep(root)` is called when all passed."""
     with new_root(system) as root:
         install_clone(root)
-        for command in commands:
-            row, passed = timed(command, lambda command=command: in_clone(root, system, command, log))
+        for name, command in commands.items():
+            row, passed = timed(name, lambda command=command: in_clone(root, system, command, log))
             yield row
             if not passed:
                 return
