@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# hardening_test.sh READELF PROGRAM SOURCES COMPILE_COMMANDS: the executable carries every defence it is built with, and
-# every file of the folder SOURCES was compiled with them.
+# hardening_test.sh READELF PROGRAM SOURCES COMPILE_COMMANDS [OPTION...]: the executable carries every defence it is
+# built with, and every file of the folder SOURCES was compiled with them and with each OPTION, which not every compiler
+# has.
 set -euo pipefail
 readelf=$1 program=$2 sources=$3 compile_commands=$4
+shift 4
 missing=0
 
 # holds WHAT PATTERN TEXT
@@ -30,10 +32,10 @@ if grep -q X86-64 <<<"$header"; then
 fi
 
 # These leave no mark of their own in the executable, or not one for all of it: what every file was compiled with.
-options=(-D_FORTIFY_SOURCE=3 -fstack-protector-strong)
+options=(-D_FORTIFY_SOURCE=3 -fstack-protector-strong "$@")
 case $header in
   *X86-64*) options+=(-fcf-protection=full -fstack-clash-protection) ;;
-  *AArch64*) options+=(-mbranch-protection=standard) ;;  # not every clang knows the other there
+  *AArch64*) options+=(-mbranch-protection=standard) ;;
 esac
 python3 - "$compile_commands" "$sources" "${options[@]}" <<'PYTHON' || missing=1
 import json, sys
