@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <random>
 #include <set>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -211,21 +210,18 @@ TEST(ForeignProcessor, IsRefusedByName) {
 
 TEST(MachOFile, MayHaveTooShortACommandForItsChainedFixups) {
   constexpr std::uint32_t kSize = 112;
-  constexpr std::uint32_t kHeader[] = {0xfeedfacf, 0x01000007, 3, 8, 2, kSize - 32, 0, 0};
-  constexpr std::uint32_t kSegment[] = {0x19, 72, 0x45545f5f, 0x5458, 0, 0, 0, 0, kSize,
-                                        0,    0,  0,          kSize,  0, 5, 5, 0, 0};
-  constexpr std::uint32_t kFixups[] = {0x80000034, 8};
+  constexpr std::uint32_t kWords[] = {
+      0xfeedfacf, 0x01000007, 3,          8,      2, kSize - 32, 0, 0,  // header
+      0x19,       72,         0x45545f5f, 0x5458, 0, 0,          0, 0, kSize,
+      0,          0,          0,          kSize,  0, 5,          5, 0, 0,  // segment
+      0x80000034, 8};                                                      // the command
+  static_assert(sizeof kWords == kSize);
   QByteArray bytes(kSize, '\0');
   qsizetype end = 0;
-  const auto append = [&](std::span<const std::uint32_t> words) {
-    for (const std::uint32_t word : words) {
-      patch(bytes, end, word);
-      end += qsizetype{sizeof word};
-    }
-  };
-  append(kHeader);
-  append(kSegment);
-  append(kFixups);
+  for (const std::uint32_t word : kWords) {
+    patch(bytes, end, word);
+    end += qsizetype{sizeof word};
+  }
   const TestFolder folder;
   QString error;
   openFile(folder.write("short", bytes), error);
