@@ -19,7 +19,6 @@
 #include <limits>
 #include <ostream>
 #include <string>
-#include <vector>
 
 namespace {
 

@@ -17,7 +17,6 @@
 #include <future>
 #include <map>
 #include <string>
-#include <vector>
 
 namespace {
 
